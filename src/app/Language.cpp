@@ -1,0 +1,64 @@
+#include "app/Language.h"
+
+#include "app/AppEvents.h"
+#include "app/Settings.h"
+#include "base/Json.h"
+#include "base/Network.h"
+
+#include <QLocale>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QNetworkRequest>
+
+#include <memory>
+
+namespace Language {
+
+AppLanguage current() {
+    if (auto chosen =
+            AppLanguages::fromRawValue(Settings::stringValue(QLatin1String(Settings::Key::language)))) {
+        return *chosen;
+    }
+    if (auto workspace = Settings::workspaceLanguage()) {
+        return *workspace;
+    }
+    // The default locale is the system's unless a test has set another.
+    return QLocale().language() == QLocale::Estonian ? AppLanguage::et : AppLanguage::en;
+}
+
+QCoro::Task<> refreshWorkspaceLanguage() {
+    const auto address = Settings::vantleURL();
+    if (!address) {
+        co_return;
+    }
+    const QUrl url(address->toString() + QLatin1String("/api/company"), QUrl::StrictMode);
+    if (!url.isValid()) {
+        co_return;
+    }
+    QNetworkRequest request(url);
+    request.setRawHeader("Accept", "application/json");
+    request.setTransferTimeout(15000);
+    std::unique_ptr<QNetworkReply, void (*)(QNetworkReply*)> reply(
+        base::network().get(request), [](QNetworkReply* r) { r->deleteLater(); });
+    co_await base::finished(reply.get());
+
+    if (reply->error() != QNetworkReply::NoError ||
+        reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() != 200) {
+        co_return;
+    }
+    const auto body = base::json::parseObject(reply->readAll());
+    if (!body) {
+        co_return;
+    }
+    const auto reported = AppLanguages::fromRawValue(base::json::stringOr(*body, QStringLiteral("language")));
+    if (!reported || reported == Settings::workspaceLanguage()) {
+        co_return;
+    }
+    const auto before = current();
+    Settings::setValue(QLatin1String(Settings::Key::workspaceLanguage), AppLanguages::rawValue(*reported));
+    if (current() != before) {
+        emit AppEvents::shared().languageDidChange();
+    }
+}
+
+} // namespace Language

@@ -1,0 +1,56 @@
+#include "app/AppDelegate.h"
+#include "app/AppIdentity.h"
+#include "app/SingleInstance.h"
+#include "platform/Services.h"
+
+#include <QApplication>
+#include <QTimer>
+#include <QUrl>
+
+namespace {
+
+// Links from the command line or from a later launch: only well-formed mirkvantle: addresses.
+QList<QUrl> links(const QStringList& arguments) {
+    QList<QUrl> out;
+    for (const auto& argument : arguments) {
+        const QUrl url(argument, QUrl::StrictMode);
+        if (url.isValid() && url.scheme().compare(QLatin1String("mirkvantle"), Qt::CaseInsensitive) == 0) {
+            out << url;
+        }
+    }
+    return out;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    // A second launch hands its links to the first and leaves before it opens a display.
+    const QString socketPath = SingleInstance::defaultSocketPath();
+    QStringList arguments;
+    for (int i = 1; i < argc; ++i) {
+        arguments << QString::fromLocal8Bit(argv[i]);
+    }
+    if (SingleInstance::handOver(socketPath, arguments)) {
+        return 0;
+    }
+
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QLatin1String(AppIdentity::name));
+    QApplication::setOrganizationName(QLatin1String(AppIdentity::name));
+    QApplication::setApplicationVersion(QStringLiteral(MIRK_VERSION));
+    QApplication::setDesktopFileName(QStringLiteral("mirkvantle-agents"));
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    platform::install(platform::systemServices());
+
+    AppDelegate delegate;
+    SingleInstance instance(socketPath);
+    instance.onArguments = [&delegate](const QStringList& handed) { delegate.open(links(handed)); };
+    if (!instance.listen() && SingleInstance::handOver(socketPath, arguments)) {
+        return 0; // another instance started at the same moment and won
+    }
+    delegate.open(links(arguments));
+
+    QTimer::singleShot(0, &delegate, &AppDelegate::applicationDidFinishLaunching);
+    return QApplication::exec();
+}

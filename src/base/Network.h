@@ -1,0 +1,48 @@
+#pragma once
+
+#include "base/Cancel.h"
+#include "base/Scheduler.h"
+
+#include <QMetaObject>
+#include <QNetworkReply>
+#include <QPointer>
+
+#include <coroutine>
+
+class QNetworkAccessManager;
+
+namespace base {
+
+// The process's one network manager. It is never destroyed, so no reply can outlive it.
+QNetworkAccessManager& network();
+
+// co_await finished(reply, cancel): resumes when the reply has finished or was deleted. A cancel
+// aborts the reply and resumes on the next turn of the loop. Yields false when cancelled. The
+// reply stays the caller's to delete.
+class ReplyAwaiter {
+public:
+    ReplyAwaiter(QNetworkReply* reply, Cancel cancel) : reply(reply), cancel(std::move(cancel)) {}
+    // Moved only before it is awaited; once suspended it stays put.
+    ReplyAwaiter(ReplyAwaiter&&) = default;
+    ReplyAwaiter& operator=(ReplyAwaiter&&) = delete;
+
+    bool await_ready() const noexcept { return !reply || reply->isFinished(); }
+    void await_suspend(std::coroutine_handle<> handle);
+    bool await_resume() const noexcept { return !cancel.isCancelled(); }
+
+private:
+    void disconnect();
+
+    QPointer<QNetworkReply> reply;
+    Cancel cancel;
+    Cancel::Subscription subscription;
+    QMetaObject::Connection finishedConnection;
+    QMetaObject::Connection destroyedConnection;
+    Timer wake;
+};
+
+inline ReplyAwaiter finished(QNetworkReply* reply, Cancel cancel = {}) {
+    return ReplyAwaiter(reply, std::move(cancel));
+}
+
+} // namespace base

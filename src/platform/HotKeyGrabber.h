@@ -1,0 +1,18 @@
+#pragma once
+
+#include <functional>
+
+namespace platform {
+
+// System-wide key combinations of Control, Alt and one key.
+class HotKeyGrabber {
+public:
+    virtual ~HotKeyGrabber() = default;
+    // Registers Control+Alt+key (key is an X keysym) and calls fn on the main loop whenever it
+    // is pressed. Returns an id, or 0 when the combination could not be had (another program
+    // holds it).
+    virtual int grab(unsigned keysym, std::function<void()> fn) = 0;
+    virtual void release(int id) = 0;
+};
+
+} // namespace platform

@@ -1,0 +1,13 @@
+#pragma once
+
+namespace platform {
+
+// How long the user has not touched keyboard or pointer.
+class IdleTime {
+public:
+    virtual ~IdleTime() = default;
+    // Seconds since the last input; 0 when the system cannot tell.
+    virtual double secondsSinceLastInput() = 0;
+};
+
+} // namespace platform

@@ -1,0 +1,56 @@
+#include "platform/fake/FakeServices.h"
+
+namespace platform::fake {
+
+bool FakeSecretStore::write(const QString& value) {
+    if (!writable) {
+        return false;
+    }
+    secret = value;
+    return true;
+}
+
+bool FakeSecretStore::remove() {
+    if (!writable) {
+        return false;
+    }
+    secret.reset();
+    return true;
+}
+
+int FakeHotKeyGrabber::grab(unsigned keysym, std::function<void()> fn) {
+    if (heldElsewhere.contains(keysym)) {
+        return 0;
+    }
+    const int id = next++;
+    grabbed.insert(id, {keysym, std::move(fn)});
+    return id;
+}
+
+bool FakeHotKeyGrabber::press(unsigned keysym) {
+    for (const auto& [key, fn] : std::as_const(grabbed)) {
+        if (key == keysym) {
+            fn();
+            return true;
+        }
+    }
+    return false;
+}
+
+void FakeActiveWindow::bringToFront(std::optional<FrontApplication> application) {
+    front = std::move(application);
+    if (onChange) {
+        onChange(front);
+    }
+}
+
+FakeServices::FakeServices() {
+    install(Services{pointer, dragBoard, secretStore, hotKeys, idleTime, activeWindow, sessionEvents, desktop,
+                     autostart});
+}
+
+FakeServices::~FakeServices() {
+    install(Services{});
+}
+
+} // namespace platform::fake

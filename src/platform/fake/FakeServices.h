@@ -1,0 +1,114 @@
+#pragma once
+
+#include "platform/Services.h"
+
+#include <QList>
+#include <QMap>
+
+#include <functional>
+
+// Stand-ins for the operating-system services, driven by tests.
+namespace platform::fake {
+
+class FakePointer final : public Pointer {
+public:
+    QPoint position() override { return at; }
+    Qt::MouseButtons buttons() override { return pressed; }
+    QPoint at;
+    Qt::MouseButtons pressed = Qt::NoButton;
+};
+
+class FakeDragBoard final : public DragBoard {
+public:
+    int changeCount() override { return count; }
+    QStringList types() override { return offered; }
+    // A new drag offering these types.
+    void startDrag(const QStringList& types) {
+        ++count;
+        offered = types;
+    }
+    int count = 0;
+    QStringList offered;
+};
+
+class FakeSecretStore final : public SecretStore {
+public:
+    std::optional<QString> read() override { return answers ? secret : std::nullopt; }
+    bool write(const QString& value) override;
+    bool remove() override;
+    Location location() override { return where; }
+    std::optional<QString> secret;
+    bool answers = true;
+    bool writable = true;
+    Location where = Location::keyring;
+};
+
+class FakeHotKeyGrabber final : public HotKeyGrabber {
+public:
+    int grab(unsigned keysym, std::function<void()> fn) override;
+    void release(int id) override { grabbed.remove(id); }
+    // Presses Control+Alt+key; false when nothing holds it.
+    bool press(unsigned keysym);
+    QList<unsigned> heldElsewhere;
+    QMap<int, std::pair<unsigned, std::function<void()>>> grabbed;
+
+private:
+    int next = 1;
+};
+
+class FakeIdleTime final : public IdleTime {
+public:
+    double secondsSinceLastInput() override { return seconds; }
+    double seconds = 0;
+};
+
+class FakeActiveWindow final : public ActiveWindow {
+public:
+    std::optional<FrontApplication> current() override { return front; }
+    void bringToFront(std::optional<FrontApplication> application);
+    std::optional<FrontApplication> front;
+};
+
+class FakeSessionEvents final : public SessionEvents {
+public:
+    bool isSessionActive() override { return active; }
+    bool active = true;
+};
+
+class FakeDesktop final : public Desktop {
+public:
+    bool open(const QUrl& url) override {
+        opened << url;
+        return true;
+    }
+    void reveal(const QString& path) override { revealed << path; }
+    QList<QUrl> opened;
+    QStringList revealed;
+};
+
+class FakeAutostart final : public Autostart {
+public:
+    bool isEnabled() override { return enabled; }
+    bool setEnabled(bool value) override {
+        enabled = value;
+        return true;
+    }
+    bool enabled = false;
+};
+
+// A full set of fakes, installed as the program's services for as long as it lives.
+struct FakeServices {
+    FakeServices();
+    ~FakeServices();
+    std::shared_ptr<FakePointer> pointer = std::make_shared<FakePointer>();
+    std::shared_ptr<FakeDragBoard> dragBoard = std::make_shared<FakeDragBoard>();
+    std::shared_ptr<FakeSecretStore> secretStore = std::make_shared<FakeSecretStore>();
+    std::shared_ptr<FakeHotKeyGrabber> hotKeys = std::make_shared<FakeHotKeyGrabber>();
+    std::shared_ptr<FakeIdleTime> idleTime = std::make_shared<FakeIdleTime>();
+    std::shared_ptr<FakeActiveWindow> activeWindow = std::make_shared<FakeActiveWindow>();
+    std::shared_ptr<FakeSessionEvents> sessionEvents = std::make_shared<FakeSessionEvents>();
+    std::shared_ptr<FakeDesktop> desktop = std::make_shared<FakeDesktop>();
+    std::shared_ptr<FakeAutostart> autostart = std::make_shared<FakeAutostart>();
+};
+
+} // namespace platform::fake

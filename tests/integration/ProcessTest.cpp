@@ -1,0 +1,195 @@
+#include "app/AppDelegate.h"
+#include "app/Settings.h"
+#include "app/SingleInstance.h"
+#include "base/VirtualScheduler.h"
+#include "platform/fake/FakeServices.h"
+#include "support/TestEnvironment.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QSettings>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+// Runs the loop until the condition holds or the time is up.
+bool spinUntil(const std::function<bool()>& condition, int ms = 10000) {
+    QDeadlineTimer deadline(ms);
+    while (!condition()) {
+        if (deadline.hasExpired()) {
+            return false;
+        }
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    }
+    return true;
+}
+
+// An environment for the real program: its own runtime folder and settings that point the
+// workspace at a port where nobody answers, so it reaches no real host.
+QProcessEnvironment programEnvironment(const QString& home) {
+    for (const char* sub : {"config/Mirk Vantle Agents", "data", "runtime"}) {
+        QDir(home).mkpath(QLatin1String(sub));
+    }
+    QFile::setPermissions(home + "/runtime", QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    QSettings settings(home + "/config/Mirk Vantle Agents/Mirk Vantle Agents.conf", QSettings::IniFormat);
+    settings.setValue("vantleURL", "http://127.0.0.1:1/app");
+    settings.sync();
+    auto env = QProcessEnvironment::systemEnvironment();
+    env.insert("HOME", home);
+    env.insert("XDG_CONFIG_HOME", home + "/config");
+    env.insert("XDG_DATA_HOME", home + "/data");
+    env.insert("XDG_RUNTIME_DIR", home + "/runtime");
+    env.insert("QT_QPA_PLATFORM", "offscreen");
+    return env;
+}
+
+} // namespace
+
+TEST(SingleInstance, ASecondLaunchHandsItsArgumentsToTheFirstAndLeaves) {
+    QTemporaryDir home;
+    const auto env = programEnvironment(home.path());
+    SingleInstance first(home.path() + "/runtime/mirkvantle-agents.socket");
+    ASSERT_TRUE(first.listen());
+    struct stat info {};
+    ASSERT_EQ(::stat(QFile::encodeName(home.path() + "/runtime/mirkvantle-agents.socket").constData(), &info),
+              0);
+    EXPECT_EQ(info.st_mode & 0777, 0600u);
+    QList<QStringList> received;
+    first.onArguments = [&](const QStringList& arguments) { received << arguments; };
+
+    QProcess second;
+    second.setProcessEnvironment(env);
+    second.start(MIRK_APP_PATH, {"mirkvantle://say?text=h%C3%A4lo", "--other"});
+    ASSERT_TRUE(spinUntil([&] { return second.state() == QProcess::NotRunning && !received.isEmpty(); }))
+        << second.readAllStandardError().toStdString();
+    EXPECT_EQ(second.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(second.exitCode(), 0);
+    EXPECT_EQ(received, (QList<QStringList>{{"mirkvantle://say?text=h%C3%A4lo", "--other"}}));
+}
+
+TEST(SingleInstance, WhatArrivesIsLimitedAndCheckedAndStaleSocketsAreTakenOver) {
+    QTemporaryDir dir;
+    const QString path = dir.path() + "/instance.socket";
+    {
+        // A crashed instance leaves its socket file behind, with nobody listening.
+        const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::strncpy(address.sun_path, QFile::encodeName(path).constData(), sizeof address.sun_path - 1);
+        ASSERT_EQ(::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        ::close(fd);
+        ASSERT_TRUE(QFileInfo::exists(path));
+    }
+    EXPECT_FALSE(SingleInstance::handOver(path, {"x"})) << "nobody answers on a stale socket";
+    SingleInstance instance(path);
+    ASSERT_TRUE(instance.listen());
+    SingleInstance rival(path);
+    EXPECT_FALSE(rival.listen()) << "a live instance keeps its socket";
+
+    QList<QStringList> received;
+    instance.onArguments = [&](const QStringList& arguments) { received << arguments; };
+
+    // Too much text: what fits arrives, the argument that was cut off does not.
+    const QString huge(SingleInstance::maxMessageBytes, QLatin1Char('a'));
+    std::jthread sender([&] { SingleInstance::handOver(path, {"mirkvantle://show", huge}); });
+    ASSERT_TRUE(spinUntil([&] { return received.size() == 1; }));
+    sender.join();
+    EXPECT_EQ(received.at(0), QStringList{"mirkvantle://show"});
+
+    // Bytes that are no UTF-8 are dropped; a message without a final terminator is incomplete.
+    std::jthread raw([&] {
+        const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::strncpy(address.sun_path, QFile::encodeName(path).constData(), sizeof address.sun_path - 1);
+        if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) {
+            const char message[] = "good\0\xff\xfe\0tail-without-end";
+            [[maybe_unused]] auto n = ::send(fd, message, sizeof message - 1, MSG_NOSIGNAL);
+        }
+        ::close(fd);
+    });
+    ASSERT_TRUE(spinUntil([&] { return received.size() == 2; }));
+    raw.join();
+    EXPECT_EQ(received.at(1), QStringList{"good"});
+
+    // A sender that connects and says nothing is dropped after a while; the next one is served.
+    base::VirtualScheduler scheduler;
+    const int silent = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, QFile::encodeName(path).constData(), sizeof address.sun_path - 1);
+    ASSERT_EQ(::connect(silent, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    spinUntil([] { return false; }, 100);
+    scheduler.advance(6);
+    char byte;
+    ASSERT_TRUE(spinUntil([&] { return ::recv(silent, &byte, 1, MSG_DONTWAIT) == 0; }))
+        << "closed by the instance";
+    ::close(silent);
+    std::jthread next([&] { SingleInstance::handOver(path, {"mirkvantle://hide"}); });
+    ASSERT_TRUE(spinUntil([&] { return received.size() == 3; }));
+    EXPECT_EQ(received.at(2), QStringList{"mirkvantle://hide"});
+}
+
+TEST(AppDelegate, EarlyLinksRunOnceAfterStartUpInOrderAndLateOnesAtOnce) {
+    TestEnvironment::freshSettings();
+    Settings::setValue(QLatin1String(Settings::Key::vantleURL), QStringLiteral("http://127.0.0.1:1/app"));
+    platform::fake::FakeServices services;
+    base::VirtualScheduler scheduler;
+    AppDelegate app;
+    QList<QUrl> ran;
+    app.runLink = [&](const QUrl& url) { ran << url; };
+
+    app.open({QUrl("mirkvantle://show")});
+    app.open({QUrl("mirkvantle://say?text=1"), QUrl("mirkvantle://say?text=2")});
+    EXPECT_TRUE(ran.isEmpty());
+    app.applicationDidFinishLaunching();
+    EXPECT_TRUE(ran.isEmpty()) << "held until everything stands";
+    scheduler.advance(0);
+    EXPECT_EQ(ran, (QList<QUrl>{QUrl("mirkvantle://show"), QUrl("mirkvantle://say?text=1"),
+                                QUrl("mirkvantle://say?text=2")}));
+    EXPECT_FALSE(app.waitingLinks);
+    app.open({QUrl("mirkvantle://hide")});
+    EXPECT_EQ(ran.size(), 4);
+    EXPECT_EQ(ran.last(), QUrl("mirkvantle://hide"));
+    scheduler.advance(1);
+    EXPECT_EQ(ran.size(), 4) << "nothing runs twice";
+
+    EXPECT_EQ(app.settingsTitle(), QStringLiteral("Mirk Vantle Agents Settings"));
+    Settings::setValue(QLatin1String(Settings::Key::language), QStringLiteral("et"));
+    EXPECT_EQ(app.settingsTitle(), QStringLiteral("Mirk Vantle Agents seaded"));
+
+    app.openReportsFolder();
+    ASSERT_EQ(services.desktop->opened.size(), 1);
+    EXPECT_TRUE(QFileInfo(services.desktop->opened.at(0).toLocalFile()).isDir());
+    EXPECT_TRUE(services.desktop->opened.at(0).toLocalFile().endsWith("/Mirk Vantle Agents/Reports"));
+}
+
+TEST(Program, EndsWithStatusZeroOnSigterm) {
+    QTemporaryDir home;
+    QProcess program;
+    program.setProcessEnvironment(programEnvironment(home.path()));
+    program.start(MIRK_APP_PATH, {});
+    ASSERT_TRUE(program.waitForStarted());
+    ASSERT_TRUE(spinUntil([&] {
+        return QFileInfo::exists(home.path() + "/runtime/mirkvantle-agents.socket");
+    })) << program.readAllStandardError().toStdString();
+    // Give the start sequence its turn of the loop before the signal arrives.
+    spinUntil([] { return false; }, 300);
+    ::kill(static_cast<pid_t>(program.processId()), SIGTERM);
+    ASSERT_TRUE(program.waitForFinished(10000));
+    EXPECT_EQ(program.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(program.exitCode(), 0) << program.readAllStandardError().toStdString();
+}

@@ -1,0 +1,63 @@
+#include "support/TestEnvironment.h"
+
+#include "app/Settings.h"
+
+#include <QApplication>
+#include <QCoreApplication>
+#include <QDir>
+#include <QLocale>
+#include <QStandardPaths>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+
+namespace {
+QTemporaryDir* home = nullptr;
+std::atomic<int> settingsFiles{0};
+} // namespace
+
+void TestEnvironment::prepare() {
+    if (home) {
+        return;
+    }
+    home = new QTemporaryDir(QDir::tempPath() + QLatin1String("/mirkvantle-test-XXXXXX"));
+    const QString r = home->path();
+    for (const char* sub : {"config", "data", "cache", "runtime"}) {
+        QDir(r).mkpath(QLatin1String(sub));
+    }
+    QFile::setPermissions(r + QLatin1String("/runtime"),
+                          QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    qputenv("HOME", r.toUtf8());
+    qputenv("XDG_CONFIG_HOME", (r + QLatin1String("/config")).toUtf8());
+    qputenv("XDG_DATA_HOME", (r + QLatin1String("/data")).toUtf8());
+    qputenv("XDG_CACHE_HOME", (r + QLatin1String("/cache")).toUtf8());
+    qputenv("XDG_RUNTIME_DIR", (r + QLatin1String("/runtime")).toUtf8());
+    // A keyring or desktop of the machine running the tests must not answer them.
+    qunsetenv("DBUS_SESSION_BUS_ADDRESS");
+    qunsetenv("VANTLE_DESKTOP_KEY");
+}
+
+QString TestEnvironment::root() {
+    return home ? home->path() : QString();
+}
+
+void TestEnvironment::freshSettings() {
+    Settings::useFile(root() + QStringLiteral("/config/settings-%1.conf").arg(++settingsFiles));
+    Settings::registerDefaults();
+    QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
+}
+
+int runTests(int argc, char** argv, bool widgets) {
+    TestEnvironment::prepare();
+    ::testing::InitGoogleTest(&argc, argv);
+    std::unique_ptr<QCoreApplication> app;
+    if (widgets) {
+        app = std::make_unique<QApplication>(argc, argv);
+    } else {
+        app = std::make_unique<QCoreApplication>(argc, argv);
+    }
+    QCoreApplication::setOrganizationName(QStringLiteral("Mirk Vantle Agents Tests"));
+    return RUN_ALL_TESTS();
+}
