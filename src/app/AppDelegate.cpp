@@ -8,6 +8,7 @@
 #include "base/Text.h"
 #include "platform/Services.h"
 #include "workspace/LinkCommands.h"
+#include "workspace/VantleEvents.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -76,8 +77,22 @@ void AppDelegate::setUpStage() {}
 // TODO(#4): the global shortcuts.
 void AppDelegate::setUpShortcuts() {}
 
-// TODO(#5): the workspace's event stream.
-void AppDelegate::startVantleEvents() {}
+void AppDelegate::startVantleEvents() {
+    auto& events = VantleEvents::shared();
+    QPointer<AppDelegate> self(this);
+    events.onKeyEnded = [self] {
+        if (!self || self->announcedKeyEnded) {
+            return;
+        }
+        self->announcedKeyEnded = true;
+        // TODO(#6): the stage says that the key has ended, with a way to the settings.
+    };
+    events.start();
+    if (auto session = platform::services().sessionEvents) {
+        // After a sleep the old connection is dead and the token likely stale.
+        session->onWake = [] { VantleEvents::shared().restart(); };
+    }
+}
 
 void AppDelegate::observeLanguage() {
     QPointer<AppDelegate> self(this);

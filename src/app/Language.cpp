@@ -6,11 +6,7 @@
 #include "base/Network.h"
 
 #include <QLocale>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
 #include <QNetworkRequest>
-
-#include <memory>
 
 namespace Language {
 
@@ -38,15 +34,11 @@ QCoro::Task<> refreshWorkspaceLanguage() {
     QNetworkRequest request(url);
     request.setRawHeader("Accept", "application/json");
     request.setTransferTimeout(15000);
-    std::unique_ptr<QNetworkReply, void (*)(QNetworkReply*)> reply(
-        base::network().get(request), [](QNetworkReply* r) { r->deleteLater(); });
-    co_await base::finished(reply.get());
-
-    if (reply->error() != QNetworkReply::NoError ||
-        reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() != 200) {
+    const auto response = co_await base::request(request, "GET");
+    if (response.failure || response.status != 200) {
         co_return;
     }
-    const auto body = base::json::parseObject(reply->readAll());
+    const auto body = base::json::parseObject(response.body);
     if (!body) {
         co_return;
     }

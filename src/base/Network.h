@@ -3,9 +3,13 @@
 #include "base/Cancel.h"
 #include "base/Scheduler.h"
 
+#include <QCoro/QCoroTask>
 #include <QMetaObject>
 #include <QNetworkReply>
+#include <QNetworkRequest>
 #include <QPointer>
+
+#include <optional>
 
 #include <coroutine>
 
@@ -40,6 +44,19 @@ private:
     QMetaObject::Connection destroyedConnection;
     Timer wake;
 };
+
+// What came back from one request: the status and body of an HTTP response, or the failure of
+// the transport (no response at all, a time-out, a cancel).
+struct HttpResponse {
+    int status = 0;
+    QByteArray body;
+    std::optional<QNetworkReply::NetworkError> failure;
+    bool ok() const { return !failure && status >= 200 && status < 300; }
+};
+
+// Sends one request on the shared manager and waits for the whole reply.
+QCoro::Task<HttpResponse> request(QNetworkRequest request, QByteArray verb, QByteArray body = {},
+                                  Cancel cancel = {});
 
 inline ReplyAwaiter finished(QNetworkReply* reply, Cancel cancel = {}) {
     return ReplyAwaiter(reply, std::move(cancel));

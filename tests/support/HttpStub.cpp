@@ -11,7 +11,10 @@ struct HttpStub::State {
     std::thread thread;
 };
 
-HttpStub::HttpStub() : server(std::make_unique<httplib::Server>()), state(std::make_shared<State>()) {}
+HttpStub::HttpStub() : server(std::make_unique<httplib::Server>()), state(std::make_shared<State>()) {
+    // One request per connection, so that stopping never waits on an idle keep-alive.
+    server->set_keep_alive_max_count(1);
+}
 
 HttpStub::~HttpStub() {
     server->stop();

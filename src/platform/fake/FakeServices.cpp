@@ -2,19 +2,18 @@
 
 namespace platform::fake {
 
-bool FakeSecretStore::write(const QString& value) {
-    if (!writable) {
-        return false;
+std::optional<QString> FakeSecretStore::read(const QString& account) {
+    if (!answers || !secrets.contains(account)) {
+        return std::nullopt;
     }
-    secret = value;
-    return true;
+    return secrets.value(account);
 }
 
-bool FakeSecretStore::remove() {
+bool FakeSecretStore::write(const QString& account, const QString& value) {
     if (!writable) {
         return false;
     }
-    secret.reset();
+    secrets.insert(account, value);
     return true;
 }
 

@@ -33,11 +33,11 @@ public:
 
 class FakeSecretStore final : public SecretStore {
 public:
-    std::optional<QString> read() override { return answers ? secret : std::nullopt; }
-    bool write(const QString& value) override;
-    bool remove() override;
+    std::optional<QString> read(const QString& account) override;
+    bool write(const QString& account, const QString& value) override;
+    void remove(const QString& account) override { secrets.remove(account); }
     Location location() override { return where; }
-    std::optional<QString> secret;
+    QMap<QString, QString> secrets;
     bool answers = true;
     bool writable = true;
     Location where = Location::keyring;

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QByteArray>
+#include <QByteArrayView>
+#include <QString>
+
+#include <functional>
+
+// Reads server-sent events from bytes as they arrive, split anywhere. Lines end at a line feed;
+// carriage returns are skipped wherever they stand. "event:" names the event, "data:" lines
+// are joined with line feeds, an empty line ends the event; anything else is ignored.
+class EventStreamParser {
+public:
+    // A line or an event larger than this is dropped whole, so a broken server cannot fill memory.
+    static constexpr qsizetype limit = 16 * 1024 * 1024;
+
+    std::function<void(const QString& event, const QString& data)> onEvent;
+
+    void feed(QByteArrayView bytes);
+    // Forgets a half-read line and event, for a new connection.
+    void reset();
+
+private:
+    void append(QByteArrayView segment);
+    void endLine();
+
+    QByteArray line;
+    bool lineTooLong = false;
+    QString event = QStringLiteral("message");
+    QString data;
+    bool eventTooLarge = false;
+};

@@ -1,0 +1,93 @@
+#include "workspace/TokenStore.h"
+
+#include "base/Clock.h"
+#include "base/Scheduler.h"
+#include "workspace/VantleClientExchange.h"
+
+#include <algorithm>
+
+namespace VantleClient {
+
+struct TokenStore::Exchange {
+    std::optional<TokenResult> result;
+    std::vector<std::coroutine_handle<>> waiting;
+
+    void finish(TokenResult value) {
+        result = std::move(value);
+        // Resuming may start new exchanges or end subscriptions; work from a copy.
+        const auto handles = std::exchange(waiting, {});
+        for (auto handle : handles) {
+            handle.resume();
+        }
+    }
+};
+
+// Waits for an exchange's result; a cancel lets the waiter go early.
+class TokenStore::Waiter {
+public:
+    Waiter(std::shared_ptr<Exchange> e, base::Cancel c) : exchange(std::move(e)), cancel(std::move(c)) {}
+    Waiter(Waiter&&) = default;
+
+    bool await_ready() const noexcept { return exchange->result.has_value() || cancel.isCancelled(); }
+    void await_suspend(std::coroutine_handle<> handle) {
+        exchange->waiting.push_back(handle);
+        subscription = cancel.onCancel([this, handle] {
+            auto& list = exchange->waiting;
+            list.erase(std::remove(list.begin(), list.end(), handle), list.end());
+            wake = base::Scheduler::current().after(0, [handle] { handle.resume(); });
+        });
+    }
+    TokenResult await_resume() {
+        subscription.reset();
+        if (exchange->result && !cancel.isCancelled()) {
+            return *exchange->result;
+        }
+        return ClientError::cancelled();
+    }
+
+private:
+    std::shared_ptr<Exchange> exchange;
+    base::Cancel cancel;
+    base::Cancel::Subscription subscription;
+    base::Timer wake;
+};
+
+TokenStore& TokenStore::shared() {
+    static auto* instance = new TokenStore; // lives as long as the process
+    return *instance;
+}
+
+QCoro::Task<TokenStore::TokenResult> TokenStore::token(base::Cancel cancel) {
+    if (current && current->expires > base::Clock::now()) {
+        co_return current->token;
+    }
+    // Held here, since an exchange that fails at once has already left `pending` on return.
+    auto exchange = pending;
+    if (!exchange) {
+        exchange = std::make_shared<Exchange>();
+        pending = exchange;
+        run(exchange, gen);
+    }
+    co_return co_await Waiter(exchange, cancel);
+}
+
+QCoro::Task<> TokenStore::run(std::shared_ptr<Exchange> exchange, int startedIn) {
+    auto result = co_await VantleClient::exchange();
+    TokenResult outcome = result ? TokenResult(result->token) : TokenResult(result.error());
+    if (result && gen == startedIn) {
+        const double lifetime = std::max(result->expiresIn - 60.0, 30.0);
+        current = Cached{result->token, base::Clock::now().addMSecs(static_cast<qint64>(lifetime * 1000.0))};
+    }
+    if (gen == startedIn && pending == exchange) {
+        pending.reset();
+    }
+    exchange->finish(std::move(outcome));
+}
+
+void TokenStore::reset() {
+    current.reset();
+    pending.reset();
+    ++gen;
+}
+
+} // namespace VantleClient

@@ -1,0 +1,152 @@
+#include "workspace/VantleClient.h"
+
+#include "app/Settings.h"
+#include "base/Json.h"
+#include "base/Network.h"
+#include "base/Text.h"
+#include "workspace/Keychain.h"
+#include "workspace/TokenStore.h"
+#include "workspace/VantleClientExchange.h"
+
+#include <QJsonDocument>
+#include <QNetworkRequest>
+
+namespace VantleClient {
+namespace {
+
+std::optional<QUrl> workspaceURL(const QString& path) {
+    const auto base = Settings::vantleURL();
+    if (!base) {
+        return std::nullopt;
+    }
+    const QUrl url(base->toString() + path, QUrl::StrictMode);
+    if (!url.isValid()) {
+        return std::nullopt;
+    }
+    return url;
+}
+
+int milliseconds(double seconds) {
+    return static_cast<int>(seconds * 1000.0);
+}
+
+} // namespace
+
+std::optional<QString> desktopKey() {
+    const QByteArray fromEnvironment = qgetenv("VANTLE_DESKTOP_KEY");
+    if (!fromEnvironment.isEmpty()) {
+        return QString::fromUtf8(fromEnvironment);
+    }
+    return Keychain::read(QLatin1String(Keychain::desktopKeyAccount));
+}
+
+bool isConfigured() {
+    return Settings::vantleURL().has_value() && desktopKey().has_value();
+}
+
+std::optional<QUrl> dashboardURL(const QString& path) {
+    const QUrl absolute(path, QUrl::StrictMode);
+    if (absolute.isValid() && !absolute.scheme().isEmpty()) {
+        return absolute;
+    }
+    const auto base = Settings::vantleURL();
+    if (!base) {
+        return std::nullopt;
+    }
+    const QString joined =
+        base->toString() + (path.startsWith(QLatin1Char('/')) ? path : QLatin1Char('/') + path);
+    const QUrl url(joined, QUrl::StrictMode);
+    return url.isValid() ? std::optional(url) : std::nullopt;
+}
+
+ClientError apiError(const QByteArray& body, int status) {
+    std::optional<QString> detail;
+    if (const auto object = base::json::parseObject(body)) {
+        detail = base::json::string(*object, QStringLiteral("detail"));
+    }
+    if (status == 403) {
+        return ClientError::api(detail ? *detail : QStringLiteral("Vantle: HTTP 403"));
+    }
+    if (status == 429) {
+        return ClientError::api(
+            base::pick(QStringLiteral("Vantle is busy; try again in a moment."),
+                       QStringLiteral("Vantle on hõivatud, proovi hetke pärast uuesti.")));
+    }
+    return ClientError::api(detail ? QStringLiteral("Vantle: ") + *detail
+                                   : QStringLiteral("Vantle: HTTP %1").arg(status));
+}
+
+QCoro::Task<base::Result<Exchanged, ClientError>> exchange() {
+    const auto key = desktopKey();
+    if (!key) {
+        co_return ClientError::notConnected();
+    }
+    const auto url = workspaceURL(QStringLiteral("/api/auth/desktop/token"));
+    if (!url) {
+        co_return ClientError::notConnected();
+    }
+    QNetworkRequest request(*url);
+    request.setTransferTimeout(milliseconds(20));
+    request.setRawHeader("Accept", "application/json");
+    request.setRawHeader("Authorization", "Bearer " + key->toUtf8());
+    const auto response = co_await base::request(request, "POST");
+    if (response.failure) {
+        co_return ClientError::transport(*response.failure);
+    }
+    if (response.status == 401) {
+        co_return ClientError::keyEnded();
+    }
+    if (response.status < 200 || response.status > 299) {
+        co_return apiError(response.body, response.status);
+    }
+    const auto body = base::json::parseObject(response.body);
+    const auto token = body ? base::json::string(*body, QStringLiteral("access_token")) : std::nullopt;
+    if (!token) {
+        co_return ClientError::badResponse();
+    }
+    const auto expiresIn = base::json::integer64(*body, QStringLiteral("expires_in"));
+    co_return Exchanged{*token, expiresIn ? static_cast<double>(*expiresIn) : 900.0};
+}
+
+void reset() {
+    TokenStore::shared().reset();
+}
+
+QCoro::Task<Result<QByteArray>> send(QByteArray method, QString path, std::optional<QByteArray> data,
+                                     QString contentType, double timeout, base::Cancel cancel) {
+    for (bool retried = false;; retried = true) {
+        const auto token = co_await TokenStore::shared().token(cancel);
+        if (!token) {
+            co_return token.error();
+        }
+        const auto url = workspaceURL(path);
+        if (!url) {
+            co_return ClientError::notConnected();
+        }
+        QNetworkRequest request(*url);
+        request.setTransferTimeout(milliseconds(timeout));
+        request.setRawHeader("Accept", "application/json");
+        request.setRawHeader("Authorization", "Bearer " + token->toUtf8());
+        if (data) {
+            request.setHeader(QNetworkRequest::ContentTypeHeader, contentType);
+        }
+        const auto response = co_await base::request(request, method, data.value_or(QByteArray()), cancel);
+        if (response.failure) {
+            co_return ClientError::transport(*response.failure);
+        }
+        if (response.status == 401 && !retried) {
+            reset();
+            continue;
+        }
+        if (response.status >= 200 && response.status <= 299) {
+            co_return response.body;
+        }
+        co_return apiError(response.body, response.status);
+    }
+}
+
+QByteArray jsonBody(const QJsonObject& object) {
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+}
+
+} // namespace VantleClient

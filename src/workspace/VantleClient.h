@@ -1,0 +1,70 @@
+#pragma once
+
+#include "base/Cancel.h"
+#include "base/Result.h"
+#include "workspace/ChatChoice.h"
+#include "workspace/ClientError.h"
+#include "workspace/TurnProgress.h"
+
+#include "app/VantleAgent.h"
+
+#include <QByteArray>
+#include <QCoro/QCoroTask>
+#include <QSet>
+#include <QString>
+#include <QUrl>
+
+#include <optional>
+
+// The authorised calls to the workspace. Every call takes a fresh-enough access token, made
+// from the desktop key and shared by all callers, and retries once when the token was stale.
+namespace VantleClient {
+
+template <typename T> using Result = base::Result<T, ClientError>;
+
+// The desktop key: the environment's VANTLE_DESKTOP_KEY when set and not empty, else the
+// stored one. Read anew at each call.
+std::optional<QString> desktopKey();
+// A workspace address and a key are at hand. Makes no network call.
+bool isConfigured();
+// A page of the workspace for the browser: absolute links as they stand, paths under the
+// workspace address.
+std::optional<QUrl> dashboardURL(const QString& path);
+
+// One authorised request; path begins with "/" and may hold a query. The time-out is a limit
+// on silence, in seconds.
+QCoro::Task<Result<QByteArray>> send(QByteArray method, QString path, std::optional<QByteArray> data,
+                                     QString contentType, double timeout, base::Cancel cancel = {});
+// Throws the access token away; the next call makes a new exchange.
+void reset();
+// The error of a reply with a status outside 200 to 299.
+ClientError apiError(const QByteArray& body, int status);
+
+// Account facts.
+struct Identity {
+    QString name;
+    QString email;
+};
+QCoro::Task<Result<Identity>> whoAmI();
+QCoro::Task<Result<bool>> isAdministrator();
+QCoro::Task<Result<QSet<QString>>> enabledAgents();
+// Marks a notification read; any failure is swallowed.
+QCoro::Task<> markRead(QString notification);
+
+// Chat.
+QCoro::Task<Result<QString>> createThread(VantleAgent agent);
+QCoro::Task<Result<VantleReply>> turn(QString threadId, QString message, QString turnId,
+                                      QStringList attachments, std::optional<QString> choiceRef,
+                                      base::Cancel cancel = {});
+struct NotificationThread {
+    QString threadId;
+    std::optional<QString> agentId;
+    std::optional<QString> lastMessage;
+    QList<ChatChoice> options;
+};
+QCoro::Task<Result<NotificationThread>> thread(QString notification);
+
+// The JSON text of a body: compact, with sorted keys.
+QByteArray jsonBody(const QJsonObject& object);
+
+} // namespace VantleClient

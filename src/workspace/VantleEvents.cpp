@@ -1,0 +1,212 @@
+#include "workspace/VantleEvents.h"
+
+#include "app/Settings.h"
+#include "base/Json.h"
+#include "base/Network.h"
+#include "base/Scheduler.h"
+#include "base/Sleep.h"
+#include "workspace/EventStreamParser.h"
+#include "workspace/TokenStore.h"
+#include "workspace/VantleClient.h"
+
+#include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QPointer>
+
+#include <algorithm>
+#include <memory>
+
+using VantleClient::ClientError;
+
+VantleEvents& VantleEvents::shared() {
+    static auto* instance = new VantleEvents; // lives as long as the process
+    return *instance;
+}
+
+void VantleEvents::start() {
+    if (task) {
+        return;
+    }
+    task = base::Cancel();
+    loop(*task);
+}
+
+void VantleEvents::restart() {
+    if (task) {
+        task->cancel();
+        task.reset();
+    }
+    VantleClient::reset();
+    start();
+}
+
+QCoro::Task<> VantleEvents::loop(base::Cancel cancel) {
+    QPointer<VantleEvents> self(this);
+    double backoff = 2;
+    while (!cancel.isCancelled() && self) {
+        if (!VantleClient::isConfigured()) {
+            co_await base::sleep(30, cancel);
+            continue;
+        }
+        const auto failure = co_await listen(cancel);
+        if (cancel.isCancelled() || !self) {
+            co_return;
+        }
+        double delay = 2;
+        if (failure && failure->kind == ClientError::Kind::keyEnded) {
+            if (self->onKeyEnded) {
+                self->onKeyEnded();
+            }
+            co_await base::sleep(600, cancel);
+            continue;
+        }
+        if (failure) {
+            delay = backoff;
+        }
+        co_await base::sleep(delay, cancel);
+        if (cancel.isCancelled() || !self) {
+            co_return;
+        }
+        backoff = std::min(delay * 2, 60.0);
+    }
+}
+
+QCoro::Task<std::optional<ClientError>> VantleEvents::listen(base::Cancel cancel) {
+    QPointer<VantleEvents> self(this);
+    const auto token = co_await VantleClient::TokenStore::shared().token(cancel);
+    if (!token) {
+        co_return token.error();
+    }
+    const auto base = Settings::vantleURL();
+    const QUrl url =
+        base ? QUrl(base->toString() + QLatin1String("/api/events/stream"), QUrl::StrictMode) : QUrl();
+    if (!url.isValid() || !self || cancel.isCancelled()) {
+        co_return ClientError::notConnected();
+    }
+    QNetworkRequest request(url);
+    request.setRawHeader("Accept", "application/json, text/event-stream");
+    request.setRawHeader("Authorization", "Bearer " + token->toUtf8());
+    std::unique_ptr<QNetworkReply, void (*)(QNetworkReply*)> reply(
+        base::network().get(request), [](QNetworkReply* r) { r->deleteLater(); });
+    QNetworkReply* raw = reply.get();
+
+    // Silence is measured on received bytes, so that a stream that stalls is noticed whatever
+    // the network layer makes of it.
+    auto silent = std::make_shared<bool>(false);
+    auto watchdog = std::make_shared<base::Timer>();
+    auto rearm = [watchdog, silent, raw] {
+        *watchdog = base::Scheduler::current().after(silenceLimit, [silent, raw] {
+            *silent = true;
+            raw->abort();
+        });
+    };
+    rearm();
+
+    auto parser = std::make_shared<EventStreamParser>();
+    parser->onEvent = [self, cancel](const QString& event, const QString& data) {
+        if (self && !cancel.isCancelled()) {
+            self->dispatch(event, data);
+        }
+    };
+    auto statusOf = [raw] { return raw->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(); };
+    QObject::connect(raw, &QNetworkReply::metaDataChanged, raw, rearm);
+    QObject::connect(raw, &QNetworkReply::readyRead, raw, [raw, rearm, parser, statusOf, cancel] {
+        rearm();
+        const QByteArray bytes = raw->readAll();
+        const int status = statusOf();
+        if (status >= 200 && status <= 299 && !cancel.isCancelled()) {
+            parser->feed(bytes);
+        }
+    });
+
+    co_await base::finished(raw, cancel);
+    watchdog->cancel();
+    if (cancel.isCancelled()) {
+        co_return ClientError::cancelled();
+    }
+    const QVariant status = raw->attribute(QNetworkRequest::HttpStatusCodeAttribute);
+    if (*silent) {
+        co_return ClientError::transport(QNetworkReply::TimeoutError);
+    }
+    if (!status.isValid()) {
+        co_return ClientError::transport(raw->error());
+    }
+    if (status.toInt() == 401) {
+        VantleClient::reset();
+        co_return ClientError::api(QStringLiteral("Stream refused"));
+    }
+    if (status.toInt() < 200 || status.toInt() > 299) {
+        co_return ClientError::api(QStringLiteral("HTTP %1").arg(status.toInt()));
+    }
+    if (raw->error() != QNetworkReply::NoError) {
+        co_return ClientError::transport(raw->error());
+    }
+    co_return std::nullopt;
+}
+
+void VantleEvents::dispatch(const QString& event, const QString& data) {
+    const auto object = base::json::parseObject(data.toUtf8());
+    if (!object) {
+        return;
+    }
+    if (event == QLatin1String("vantle.event")) {
+        if (base::json::string(*object, QStringLiteral("type")) != QStringLiteral("notification.created")) {
+            return;
+        }
+        const auto payload = base::json::object(*object, QStringLiteral("data"));
+        if (!payload) {
+            return;
+        }
+        if (const auto notification = VantleNotification::fromJson(*payload);
+            notification && onNotification) {
+            onNotification(*notification);
+        }
+    } else if (event == QLatin1String("agent.progress")) {
+        progress(*object);
+    }
+}
+
+void VantleEvents::progress(const QJsonObject& object) {
+    using namespace base::json;
+    const auto turnId = string(object, QStringLiteral("turnId"));
+    if (!turnId || !turnListeners.contains(*turnId)) {
+        return;
+    }
+    const auto kind = string(object, QStringLiteral("kind"));
+    if (!kind) {
+        return;
+    }
+    // The handler may remove its own listener, so it is called on a copy.
+    const TurnListener listener = turnListeners.value(*turnId);
+    if (!listener.handler) {
+        return;
+    }
+    if (*kind == QLatin1String("delta")) {
+        const auto text = string(object, QStringLiteral("text"));
+        if (!text) {
+            return;
+        }
+        const auto length = listener.text.size();
+        const auto offset = integer64(object, QStringLiteral("offset"));
+        const auto keep = offset ? std::clamp<qint64>(*offset, 0, length) : length;
+        const QString whole = listener.text.left(keep) + *text;
+        turnListeners[*turnId].text = whole;
+        listener.handler(TurnProgress{TurnProgress::Text{whole}});
+    } else if (*kind == QLatin1String("done")) {
+        const auto text = string(object, QStringLiteral("text"));
+        if (text && !text->isEmpty()) {
+            listener.handler(TurnProgress{TurnProgress::Text{*text}});
+        }
+    } else if (*kind == QLatin1String("tool")) {
+        const auto tool = string(object, QStringLiteral("tool"));
+        if (string(object, QStringLiteral("state")) == QStringLiteral("started") && tool) {
+            listener.handler(TurnProgress{TurnProgress::Tool{*tool}});
+        }
+    } else if (*kind == QLatin1String("options")) {
+        const auto choices = ChatChoice::list(object.value(QStringLiteral("options")));
+        if (!choices.isEmpty()) {
+            listener.handler(TurnProgress{TurnProgress::Options{choices}});
+        }
+    }
+}

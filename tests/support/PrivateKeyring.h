@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QProcess>
+#include <QString>
+
+// A session bus of the test's own with a keyring daemon on it, unlocked. While it lives, the
+// test process talks to it as to the user's session.
+class PrivateKeyring {
+public:
+    PrivateKeyring();
+    ~PrivateKeyring();
+    bool isRunning() const { return running; }
+    qint64 keyringPid() const { return keyring.processId(); }
+    // Asks the keyring through the command-line tool, bypassing the program.
+    QString lookup(const QString& service, const QString& account) const;
+
+private:
+    QProcess bus;
+    QProcess keyring;
+    QByteArray previousAddress;
+    bool running = false;
+};

@@ -1,0 +1,183 @@
+#include "app/Settings.h"
+#include "support/TestEnvironment.h"
+#include "workspace/ChatChoice.h"
+#include "workspace/VantleClient.h"
+#include "workspace/VantleEvents.h"
+#include "workspace/VantleNotification.h"
+
+#include <QJsonDocument>
+
+#include <gtest/gtest.h>
+
+using VantleClient::ClientError;
+
+namespace {
+QJsonObject object(const char* json) {
+    return QJsonDocument::fromJson(json).object();
+}
+QJsonValue value(const char* json) {
+    return QJsonDocument::fromJson(json).object().value("v");
+}
+} // namespace
+
+TEST(WorkspaceRecords, NotificationsReadLeniently) {
+    auto n = VantleNotification::fromJson(object(R"({"id":"n1","title":"Hi"})"));
+    ASSERT_TRUE(n);
+    EXPECT_EQ(n->message, QString());
+    EXPECT_EQ(n->tone, QStringLiteral("info"));
+    EXPECT_FALSE(n->agentId);
+    EXPECT_FALSE(n->to);
+
+    EXPECT_TRUE(VantleNotification::fromJson(object(R"({"id":"n1","title":""})")));
+    EXPECT_FALSE(VantleNotification::fromJson(object(R"({"id":5,"title":"x"})")));
+    EXPECT_FALSE(VantleNotification::fromJson(object(R"({"id":"n1"})")));
+
+    n = VantleNotification::fromJson(
+        object(R"({"id":"a","title":"t","agent_id":"Lirra","chat_session_id":"c"})"));
+    EXPECT_EQ(n->agentId, QStringLiteral("Lirra"));
+    EXPECT_EQ(n->chatSessionId, QStringLiteral("c"));
+    n = VantleNotification::fromJson(
+        object(R"({"id":"a","title":"t","agentId":7,"agent_id":"dorn","tone":3})"));
+    EXPECT_FALSE(n->agentId) << "the second key is tried only when the first is absent";
+    EXPECT_EQ(n->tone, QStringLiteral("info"));
+}
+
+TEST(WorkspaceRecords, ChoicesKeepLabelsAndDropTheUseless) {
+    const auto choices = ChatChoice::list(
+        value(R"({"v":["a","",{"label":"b","ref":"r"},{"label":"c","ref":""},{"label":""},3]})"));
+    EXPECT_EQ(choices,
+              (QList<ChatChoice>{{"a", std::nullopt}, {"b", QStringLiteral("r")}, {"c", std::nullopt}}));
+    EXPECT_TRUE(ChatChoice::list(value(R"({"v":{"label":"x"}})")).isEmpty());
+    EXPECT_TRUE(ChatChoice::list(QJsonValue()).isEmpty());
+}
+
+TEST(WorkspaceRecords, ErrorTextsFollowTheStatusAndTheLanguageWhenRead) {
+    TestEnvironment::freshSettings();
+    EXPECT_EQ(VantleClient::apiError(R"({"detail":"X"})", 500).localizedDescription(),
+              QStringLiteral("Vantle: X"));
+    EXPECT_EQ(VantleClient::apiError(R"({"detail":"X"})", 403).localizedDescription(), QStringLiteral("X"));
+    EXPECT_EQ(VantleClient::apiError(R"({"detail":""})", 403).localizedDescription(), QString())
+        << "an empty detail is a detail";
+    EXPECT_EQ(VantleClient::apiError("<html>", 403).localizedDescription(),
+              QStringLiteral("Vantle: HTTP 403"));
+    EXPECT_EQ(VantleClient::apiError(R"({"detail":7})", 502).localizedDescription(),
+              QStringLiteral("Vantle: HTTP 502"));
+    const auto busyInEnglish = VantleClient::apiError(R"({"detail":"X"})", 429);
+    EXPECT_EQ(busyInEnglish.localizedDescription(), QStringLiteral("Vantle is busy; try again in a moment."));
+
+    const ClientError keyEnded = ClientError::keyEnded();
+    Settings::setValue(QLatin1String(Settings::Key::language), QStringLiteral("et"));
+    EXPECT_EQ(busyInEnglish.localizedDescription(), QStringLiteral("Vantle is busy; try again in a moment."))
+        << "the busy text keeps the language it was made in";
+    EXPECT_EQ(VantleClient::apiError("", 429).localizedDescription(),
+              QStringLiteral("Vantle on hõivatud, proovi hetke pärast uuesti."));
+    EXPECT_TRUE(keyEnded.localizedDescription().startsWith(QStringLiteral("Vantle katkestas")))
+        << "other texts follow the language when read";
+    EXPECT_EQ(ClientError::badResponse().localizedDescription(), QStringLiteral("Vantle vastas ootamatult"));
+    Settings::setValue(QLatin1String(Settings::Key::language), QStringLiteral("en"));
+    EXPECT_EQ(ClientError::notConnected().localizedDescription(),
+              QStringLiteral(
+                  "Not connected to Vantle yet. In Vantle, open Personal settings → Connect desktop app."));
+}
+
+TEST(WorkspaceRecords, DashboardAddressesAndConfiguration) {
+    TestEnvironment::freshSettings();
+    Settings::setValue(QLatin1String(Settings::Key::vantleURL), QStringLiteral("https://acme.example/app/"));
+    EXPECT_EQ(VantleClient::dashboardURL("https://other.example/x"), QUrl("https://other.example/x"));
+    EXPECT_EQ(VantleClient::dashboardURL("/inbox?x=1"), QUrl("https://acme.example/app/inbox?x=1"));
+    EXPECT_EQ(VantleClient::dashboardURL("inbox?x=1"), QUrl("https://acme.example/app/inbox?x=1"));
+    Settings::setValue(QLatin1String(Settings::Key::vantleURL), QStringLiteral("bad host"));
+    EXPECT_FALSE(VantleClient::dashboardURL("/inbox"));
+    EXPECT_FALSE(VantleClient::isConfigured());
+
+    Settings::setValue(QLatin1String(Settings::Key::vantleURL), QStringLiteral("https://acme.example/app"));
+    qputenv("VANTLE_DESKTOP_KEY", " spaced key ");
+    EXPECT_EQ(VantleClient::desktopKey(), QStringLiteral(" spaced key ")) << "used as it stands";
+    EXPECT_TRUE(VantleClient::isConfigured());
+    qputenv("VANTLE_DESKTOP_KEY", "");
+    EXPECT_FALSE(VantleClient::desktopKey())
+        << "an empty variable falls through to the store, which has none here";
+    qunsetenv("VANTLE_DESKTOP_KEY");
+}
+
+TEST(VantleEvents, DispatchBuildsTextFromDeltasAndPassesProgress) {
+    auto& events = VantleEvents::shared();
+    QStringList texts;
+    QStringList tools;
+    QList<QList<ChatChoice>> options;
+    events.turnListeners.insert("t1",
+                                {QString(), [&](const TurnProgress& p) {
+                                     if (auto* t = std::get_if<TurnProgress::Text>(&p.value)) {
+                                         texts << t->text;
+                                     } else if (auto* tool = std::get_if<TurnProgress::Tool>(&p.value)) {
+                                         tools << tool->name;
+                                     } else if (auto* o = std::get_if<TurnProgress::Options>(&p.value)) {
+                                         options << o->choices;
+                                     }
+                                 }});
+    auto delta = [&](const QString& text, const QString& offset) {
+        events.dispatch("agent.progress",
+                        QStringLiteral(R"({"turnId":"t1","kind":"delta","text":"%1"%2})").arg(text, offset));
+    };
+    auto reset = [&](const QString& text) { events.turnListeners["t1"].text = text; };
+
+    const std::pair<QString, QString> cases[] = {
+        {R"(,"offset":0)", "Z"},
+        {R"(,"offset":2)", "abZ"},
+        {R"(,"offset":99)", "abcZ"},
+        {R"(,"offset":-5)", "Z"},
+        {"", "abcZ"},
+        {R"(,"offset":"1")", "abcZ"},
+        {R"(,"offset":1.5)", "abcZ"},
+    };
+    for (const auto& [offset, expected] : cases) {
+        reset("abc");
+        delta("Z", offset);
+        EXPECT_EQ(texts.last(), expected) << offset.toStdString();
+        EXPECT_EQ(events.turnListeners["t1"].text, expected);
+    }
+    reset(QStringLiteral("õ"));
+    delta("x", R"(,"offset":1)");
+    EXPECT_EQ(texts.last(), QStringLiteral("õx")) << "offsets count UTF-16 units";
+
+    reset("ab");
+    const auto before = texts.size();
+    events.dispatch("agent.progress", R"({"turnId":"t1","kind":"done","text":""})");
+    EXPECT_EQ(texts.size(), before) << "an empty done does nothing";
+    events.dispatch("agent.progress", R"({"turnId":"t1","kind":"done","text":"The whole answer"})");
+    EXPECT_EQ(texts.last(), QStringLiteral("The whole answer"));
+    delta("c", "");
+    EXPECT_EQ(texts.last(), QStringLiteral("abc")) << "later deltas continue from the deltas' text";
+
+    events.dispatch("agent.progress", R"({"turnId":"t1","kind":"tool","state":"finished","tool":"x"})");
+    events.dispatch("agent.progress",
+                    R"({"turnId":"t1","kind":"tool","state":"started","tool":"Get_Schedule"})");
+    EXPECT_EQ(tools, QStringList{"Get_Schedule"});
+    events.dispatch("agent.progress", R"({"turnId":"t1","kind":"options","options":[""]})");
+    EXPECT_TRUE(options.isEmpty()) << "a useless list calls nothing";
+    events.dispatch("agent.progress", R"({"turnId":"t1","kind":"options","options":["Yes",{"label":"No"}]})");
+    ASSERT_EQ(options.size(), 1);
+    EXPECT_EQ(options.at(0).size(), 2);
+
+    const auto count = texts.size() + tools.size();
+    events.dispatch("agent.progress", R"({"turnId":"other","kind":"delta","text":"x"})");
+    events.dispatch("agent.progress", R"({"turnId":"t1","kind":5,"text":"x"})");
+    events.dispatch("agent.progress", "not json");
+    events.dispatch("message", R"({"turnId":"t1","kind":"delta","text":"x"})");
+    EXPECT_EQ(texts.size() + tools.size(), count);
+
+    // A handler that removes its own listener is safe.
+    events.turnListeners["t1"].handler = [&](const TurnProgress&) { events.turnListeners.remove("t1"); };
+    delta("q", "");
+    EXPECT_FALSE(events.turnListeners.contains("t1"));
+
+    QList<VantleNotification> said;
+    events.onNotification = [&](const VantleNotification& n) { said << n; };
+    events.dispatch("vantle.event", R"({"type":"notification.created","data":{"id":"n","title":"T"}})");
+    events.dispatch("vantle.event", R"({"type":"notification.read","data":{"id":"n","title":"T"}})");
+    events.dispatch("vantle.event", R"({"type":"notification.created","data":{"id":"n"}})");
+    events.dispatch("vantle.event", R"({"type":"notification.created","data":"x"})");
+    ASSERT_EQ(said.size(), 1);
+    EXPECT_EQ(said.at(0).title, QStringLiteral("T"));
+    events.onNotification = nullptr;
+}
