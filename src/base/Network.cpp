@@ -54,7 +54,7 @@ void ReplyAwaiter::await_suspend(std::coroutine_handle<> handle) {
     destroyedConnection = QObject::connect(reply, &QObject::destroyed, done);
     subscription = cancel.onCancel([this, handle] {
         disconnect();
-        if (reply) {
+        if (reply && !reply->isFinished()) {
             reply->abort();
         }
         wake = Scheduler::current().after(0, [handle] { handle.resume(); });

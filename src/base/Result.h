@@ -1,5 +1,6 @@
 #pragma once
 
+#include <type_traits>
 #include <utility>
 #include <variant>
 
@@ -8,6 +9,8 @@ namespace base {
 // A value or a typed error. Errors carry their own text, so nothing upstream needs a sentinel.
 template <typename T, typename E> class [[nodiscard]] Result {
 public:
+    // An empty result is an error, so that nothing reads a value that never came.
+    Result() requires std::is_default_constructible_v<E> : content(std::in_place_index<1>) {}
     Result(T value) : content(std::in_place_index<0>, std::move(value)) {}
     Result(E error) : content(std::in_place_index<1>, std::move(error)) {}
 

@@ -59,7 +59,9 @@ TokenStore& TokenStore::shared() {
 
 QCoro::Task<TokenStore::TokenResult> TokenStore::token(base::Cancel cancel) {
     if (current && current->expires > base::Clock::now()) {
-        co_return current->token;
+        // Returned as a new value: QCoro 0.8 moves from an lvalue of another type that is
+        // co_returned, which would empty the cache.
+        co_return TokenResult(QString(current->token));
     }
     // Held here, since an exchange that fails at once has already left `pending` on return.
     auto exchange = pending;

@@ -33,12 +33,17 @@ void VantleEvents::start() {
 }
 
 void VantleEvents::restart() {
+    stop();
+    VantleClient::reset();
+    start();
+}
+
+void VantleEvents::stop() {
     if (task) {
         task->cancel();
         task.reset();
     }
-    VantleClient::reset();
-    start();
+    current = State::stopped;
 }
 
 QCoro::Task<> VantleEvents::loop(base::Cancel cancel) {
@@ -46,15 +51,18 @@ QCoro::Task<> VantleEvents::loop(base::Cancel cancel) {
     double backoff = 2;
     while (!cancel.isCancelled() && self) {
         if (!VantleClient::isConfigured()) {
+            current = State::idle;
             co_await base::sleep(30, cancel);
             continue;
         }
+        current = State::connecting;
         const auto failure = co_await listen(cancel);
         if (cancel.isCancelled() || !self) {
             co_return;
         }
         double delay = 2;
         if (failure && failure->kind == ClientError::Kind::keyEnded) {
+            current = State::keyEnded;
             if (self->onKeyEnded) {
                 self->onKeyEnded();
             }
@@ -64,6 +72,7 @@ QCoro::Task<> VantleEvents::loop(base::Cancel cancel) {
         if (failure) {
             delay = backoff;
         }
+        current = State::backingOff;
         co_await base::sleep(delay, cancel);
         if (cancel.isCancelled() || !self) {
             co_return;
@@ -97,8 +106,10 @@ QCoro::Task<std::optional<ClientError>> VantleEvents::listen(base::Cancel cancel
     auto watchdog = std::make_shared<base::Timer>();
     auto rearm = [watchdog, silent, raw] {
         *watchdog = base::Scheduler::current().after(silenceLimit, [silent, raw] {
-            *silent = true;
-            raw->abort();
+            if (!raw->isFinished()) {
+                *silent = true;
+                raw->abort();
+            }
         });
     };
     rearm();
@@ -110,7 +121,13 @@ QCoro::Task<std::optional<ClientError>> VantleEvents::listen(base::Cancel cancel
         }
     };
     auto statusOf = [raw] { return raw->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(); };
-    QObject::connect(raw, &QNetworkReply::metaDataChanged, raw, rearm);
+    QObject::connect(raw, &QNetworkReply::metaDataChanged, raw, [self, rearm, statusOf, cancel] {
+        rearm();
+        const int status = statusOf();
+        if (self && !cancel.isCancelled() && status >= 200 && status <= 299) {
+            self->current = State::streaming;
+        }
+    });
     QObject::connect(raw, &QNetworkReply::readyRead, raw, [raw, rearm, parser, statusOf, cancel] {
         rearm();
         const QByteArray bytes = raw->readAll();

@@ -36,7 +36,12 @@ public:
     void start();
     // A new loop with a fresh token.
     void restart();
+    // Ends the loop; the open connection is closed.
+    void stop();
     bool isRunning() const { return task.has_value(); }
+
+    enum class State { stopped, idle, connecting, streaming, backingOff, keyEnded };
+    State state() const { return current; }
 
     // One complete event from the stream.
     void dispatch(const QString& event, const QString& data);
@@ -48,4 +53,5 @@ private:
     void progress(const QJsonObject& object);
 
     std::optional<base::Cancel> task;
+    State current = State::stopped;
 };

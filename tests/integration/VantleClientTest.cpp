@@ -1,0 +1,282 @@
+#include "workspace/VantleClient.h"
+#include "app/Settings.h"
+#include "base/Clock.h"
+#include "support/SpinUntil.h"
+#include "support/WorkspaceFixture.h"
+#include "workspace/TokenStore.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QPointer>
+
+#include <vector>
+
+using VantleClient::ClientError;
+
+namespace {
+
+class VantleClientTest : public WorkspaceFixture {};
+
+const QString tokenPath = QStringLiteral("/api/auth/desktop/token");
+const QString mePath = QStringLiteral("/api/auth/me");
+
+QByteArray bodyOf(const QJsonValue& entry) {
+    return QByteArray::fromBase64(entry.toObject().value("body_base64").toString().toLatin1());
+}
+
+} // namespace
+
+TEST_F(VantleClientTest, ConcurrentCallsShareOneExchange) {
+    std::vector<QCoro::Task<VantleClient::Result<VantleClient::Identity>>> calls;
+    for (int i = 0; i < 10; ++i) {
+        calls.push_back(VantleClient::whoAmI());
+    }
+    for (auto& call : calls) {
+        const auto result = await(std::move(call));
+        ASSERT_TRUE(result) << result.error().localizedDescription().toStdString();
+        EXPECT_FALSE(result->email.isEmpty());
+    }
+    EXPECT_EQ(countOf("POST", tokenPath), 1);
+    EXPECT_EQ(countOf("GET", mePath), 10);
+
+    // The exchange itself: the key as a bearer, no body, and the key goes nowhere else.
+    const auto exchange = requestsTo(tokenPath).at(0).toObject();
+    EXPECT_EQ(exchange.value("headers").toObject().value("authorization").toString(),
+              QStringLiteral("Bearer ") + sim->desktopKey());
+    EXPECT_EQ(exchange.value("headers").toObject().value("accept").toString(),
+              QStringLiteral("application/json"));
+    EXPECT_TRUE(bodyOf(exchange).isEmpty());
+    for (const auto& entry : requestsTo(mePath)) {
+        EXPECT_FALSE(entry.toObject()
+                         .value("headers")
+                         .toObject()
+                         .value("authorization")
+                         .toString()
+                         .contains(sim->desktopKey()));
+    }
+}
+
+TEST_F(VantleClientTest, AStaleTokenCostsOneMoreExchangeAndNeverMore) {
+    ASSERT_TRUE(await(VantleClient::whoAmI()));
+    // 401 once, a new exchange, then 200: the caller sees success.
+    fault(mePath, {{"status", 401}, {"times", 1}});
+    EXPECT_TRUE(await(VantleClient::whoAmI()));
+    EXPECT_EQ(countOf("POST", tokenPath), 2);
+
+    // 401 twice: the second one is the caller's error, with the detail or the status.
+    fault(mePath, {{"status", 401}, {"times", 2}, {"json", QJsonObject{{"detail", "Token went stale"}}}});
+    auto twice = await(VantleClient::whoAmI());
+    ASSERT_FALSE(twice);
+    EXPECT_EQ(twice.error().localizedDescription(), QStringLiteral("Vantle: Token went stale"));
+    fault(mePath, {{"status", 401}, {"times", 2}, {"body", "no json"}});
+    twice = await(VantleClient::whoAmI());
+    ASSERT_FALSE(twice);
+    EXPECT_EQ(twice.error().localizedDescription(), QStringLiteral("Vantle: HTTP 401"));
+
+    // The workspace withdrew the key: the retry's exchange says so.
+    sim->control("POST", "/sim/tokens/expire");
+    sim->control("POST", "/sim/key", QJsonObject{{"revoked", true}});
+    const auto ended = await(VantleClient::whoAmI());
+    ASSERT_FALSE(ended);
+    EXPECT_EQ(ended.error().kind, ClientError::Kind::keyEnded);
+}
+
+TEST_F(VantleClientTest, TokenLifetimeKeepsAMarginAndAFloor) {
+    const std::pair<QJsonValue, qint64> cases[] = {
+        {3600, 3540}, {90, 30}, {QJsonValue::Null, 840}, {QStringLiteral("3600"), 840}, {45, 30}};
+    for (const auto& [expiresIn, seconds] : cases) {
+        sim->control("POST", "/sim/tokens", QJsonObject{{"expires_in", expiresIn}, {"valid_for_s", 7200}});
+        VantleClient::reset();
+        ASSERT_TRUE(await(VantleClient::TokenStore::shared().token()));
+        const auto cached = VantleClient::TokenStore::shared().cached();
+        ASSERT_TRUE(cached);
+        EXPECT_EQ(base::Clock::now().secsTo(cached->expires), seconds)
+            << QJsonDocument(QJsonObject{{"e", expiresIn}}).toJson().toStdString();
+    }
+    // Used until then, and renewed after.
+    const int before = countOf("POST", tokenPath);
+    scheduler->advance(29);
+    ASSERT_TRUE(await(VantleClient::TokenStore::shared().token()));
+    EXPECT_EQ(countOf("POST", tokenPath), before);
+    scheduler->advance(1);
+    ASSERT_TRUE(await(VantleClient::TokenStore::shared().token()));
+    EXPECT_EQ(countOf("POST", tokenPath), before + 1);
+}
+
+TEST_F(VantleClientTest, AResetDuringAnExchangeKeepsItsTokenFromTheCache) {
+    auto& tokens = VantleClient::TokenStore::shared();
+    fault(tokenPath, {{"action", "delay"}, {"delay_ms", 300}, {"times", 1}});
+    auto first = tokens.token();
+    auto joined = tokens.token();
+    ASSERT_TRUE(tokens.isExchanging());
+    tokens.reset();
+    EXPECT_FALSE(tokens.isExchanging());
+    const auto a = await(std::move(first));
+    const auto b = await(std::move(joined));
+    ASSERT_TRUE(a);
+    ASSERT_TRUE(b);
+    EXPECT_EQ(*a, *b) << "the waiting callers still get the old exchange's token";
+    EXPECT_FALSE(tokens.cached()) << "but it is not kept";
+    EXPECT_EQ(countOf("POST", tokenPath), 1);
+    ASSERT_TRUE(await(tokens.token()));
+    EXPECT_EQ(countOf("POST", tokenPath), 2) << "the next caller starts a new exchange";
+    EXPECT_TRUE(tokens.cached());
+}
+
+TEST_F(VantleClientTest, StatusTextsInBothLanguages) {
+    fault(mePath, {{"status", 403}, {"json", QJsonObject{{"detail", "Only for owners"}}}});
+    EXPECT_EQ(await(VantleClient::whoAmI()).error().localizedDescription(),
+              QStringLiteral("Only for owners"));
+    fault(mePath, {{"status", 500}, {"json", QJsonObject{{"detail", "Database asleep"}}}});
+    EXPECT_EQ(await(VantleClient::whoAmI()).error().localizedDescription(),
+              QStringLiteral("Vantle: Database asleep"));
+    fault(mePath, {{"status", 429}});
+    EXPECT_EQ(await(VantleClient::whoAmI()).error().localizedDescription(),
+              QStringLiteral("Vantle is busy; try again in a moment."));
+    Settings::setValue(QLatin1String(Settings::Key::language), QStringLiteral("et"));
+    fault(mePath, {{"status", 429}});
+    EXPECT_EQ(await(VantleClient::whoAmI()).error().localizedDescription(),
+              QStringLiteral("Vantle on hõivatud, proovi hetke pärast uuesti."));
+    fault(mePath, {{"status", 200}, {"json", QJsonObject{{"name", "No mail"}}}});
+    EXPECT_EQ(await(VantleClient::whoAmI()).error().localizedDescription(),
+              QStringLiteral("Vantle vastas ootamatult"));
+    fault(mePath, {{"action", "malformed"}});
+    EXPECT_EQ(await(VantleClient::whoAmI()).error().kind, ClientError::Kind::badResponse);
+    // Qt sends a request again once when a kept-alive connection closes unanswered.
+    fault(mePath, {{"action", "drop"}, {"times", 2}});
+    EXPECT_EQ(await(VantleClient::whoAmI()).error().kind, ClientError::Kind::transport);
+
+    Settings::setValue(QLatin1String(Settings::Key::vantleURL), QStringLiteral("bad host/x"));
+    VantleClient::reset();
+    EXPECT_EQ(await(VantleClient::whoAmI()).error().kind, ClientError::Kind::notConnected);
+}
+
+TEST_F(VantleClientTest, AccountFactsAreReadAsTheWorkspaceGivesThem) {
+    sim->control(
+        "POST", "/sim/me",
+        QJsonObject{
+            {"email", "kai@acme.example"}, {"name", ""}, {"role", "member"}, {"roles", QJsonArray{"admin"}}});
+    auto me = await(VantleClient::whoAmI());
+    ASSERT_TRUE(me);
+    EXPECT_EQ(me->name, QStringLiteral("kai@acme.example"));
+    EXPECT_EQ(await(VantleClient::isAdministrator()).value(), true);
+    sim->control("POST", "/sim/me", QJsonObject{{"email", "kai@acme.example"}, {"role", "Admin"}});
+    EXPECT_EQ(await(VantleClient::isAdministrator()).value(), false) << "case matters";
+
+    fault("/api/agents",
+          {{"status", 200},
+           {"json", QJsonObject{{"agents", QJsonArray{QJsonObject{{"id", "dorn"}}, QJsonObject{{"x", 1}},
+                                                      QJsonObject{{"id", "zed"}}}}}}});
+    EXPECT_EQ(await(VantleClient::enabledAgents()).value(), (QSet<QString>{"dorn", "zed"}));
+    fault("/api/agents",
+          {{"status", 200}, {"json", QJsonObject{{"agents", QJsonArray{QJsonObject{{"id", "dorn"}}, 3}}}}});
+    EXPECT_TRUE(await(VantleClient::enabledAgents()).value().isEmpty());
+
+    await(VantleClient::markRead("no-such-notification"));
+    EXPECT_EQ(countOf("POST", "/api/notifications/no-such-notification/read"), 1)
+        << "sent once, the 404 swallowed";
+}
+
+TEST_F(VantleClientTest, ChatBodiesAreExactAndRepliesLenient) {
+    const auto thread = await(VantleClient::createThread(VantleAgent::morvo));
+    ASSERT_TRUE(thread);
+    EXPECT_EQ(
+        bodyOf(requestsTo("/api/chat/threads").at(0)),
+        QByteArray(
+            R"({"kind":"agent","participants":[{"ref":"morvo","type":"agent"}],"title":"Mirk Vantle Agents"})"));
+    EXPECT_EQ(requestsTo("/api/chat/threads")
+                  .at(0)
+                  .toObject()
+                  .value("headers")
+                  .toObject()
+                  .value("content-type")
+                  .toString(),
+              QStringLiteral("application/json"));
+
+    const QString turnPath = QStringLiteral("/api/chat/threads/%1/turn").arg(*thread);
+    auto reply =
+        await(VantleClient::turn(*thread, QStringLiteral("Tere, Morvo!"), "turn-1", {}, std::nullopt));
+    ASSERT_TRUE(reply);
+    EXPECT_EQ(reply->threadId, *thread);
+    EXPECT_EQ(bodyOf(requestsTo(turnPath).at(0)),
+              QByteArray(R"({"message":"Tere, Morvo!","turnId":"turn-1"})"));
+    reply = await(VantleClient::turn(*thread, "Pick", "turn-2", {"d1", "d2"}, QStringLiteral("email:send")));
+    EXPECT_EQ(
+        bodyOf(requestsTo(turnPath).at(1)),
+        QByteArray(
+            R"({"attachmentIds":["d1","d2"],"choiceRef":"email:send","message":"Pick","turnId":"turn-2"})"));
+
+    const std::pair<QJsonObject, QString> replies[] = {
+        {{{"reply", "x"}}, *thread},
+        {{{"reply", "x"}, {"thread", QJsonObject{{"id", "t2"}}}}, "t2"},
+        {{{"reply", "x"}, {"thread", 7}}, *thread},
+    };
+    for (const auto& [json, expected] : replies) {
+        fault(turnPath, {{"status", 200}, {"json", json}});
+        reply = await(VantleClient::turn(*thread, "q", "t", {}, std::nullopt));
+        ASSERT_TRUE(reply);
+        EXPECT_EQ(reply->threadId, expected);
+    }
+    fault(turnPath, {{"status", 200}, {"json", QJsonObject{{"thread", QJsonObject{{"id", "t2"}}}}}});
+    EXPECT_EQ(await(VantleClient::turn(*thread, "q", "t", {}, std::nullopt)).error().kind,
+              ClientError::Kind::badResponse);
+}
+
+TEST_F(VantleClientTest, NotificationThreadsTakeTheLastAgentMessage) {
+    const auto pushed = sim->control(
+        "POST", "/sim/notifications",
+        QJsonObject{{"title", "Invoice"},
+                    {"agentId", "lirra"},
+                    {"thread_messages",
+                     QJsonArray{QJsonObject{{"authorType", "user"}, {"text", "B"}},
+                                QJsonObject{{"authorType", "agent"},
+                                            {"text", "A"},
+                                            {"meta", QJsonObject{{"options", QJsonArray{"x"}}}}}}}});
+    const QString id = pushed.toObject().value("notification").toObject().value("id").toString();
+    ASSERT_FALSE(id.isEmpty()) << QJsonDocument(pushed.toObject()).toJson().toStdString();
+    const auto thread = await(VantleClient::thread(id));
+    ASSERT_TRUE(thread) << thread.error().localizedDescription().toStdString();
+    EXPECT_EQ(thread->lastMessage, QStringLiteral("A"));
+    EXPECT_EQ(thread->options, (QList<ChatChoice>{{"x", std::nullopt}}));
+    EXPECT_EQ(countOf("GET", QStringLiteral("/api/chat/threads/%1/messages?limit=20").arg(thread->threadId)),
+              1);
+}
+
+TEST_F(VantleClientTest, OwnersGoneAndTimeOutsMidReplyDoNoHarm) {
+    // A task whose owner is destroyed while it waits ends quietly.
+    struct Owner : QObject {
+        QCoro::Task<> ask(bool& reached) {
+            QPointer<Owner> self(this);
+            const auto result = co_await VantleClient::whoAmI();
+            if (!self) {
+                co_return;
+            }
+            reached = result.ok();
+        }
+    };
+    fault(mePath, {{"action", "delay"}, {"delay_ms", 200}, {"times", 1}});
+    bool reached = false;
+    auto* owner = new Owner;
+    auto task = owner->ask(reached);
+    delete owner;
+    await(std::move(task));
+    EXPECT_FALSE(reached);
+
+    // A reply aborted by its time-out, deleted right after: nothing touches it afterwards.
+    fault("/api/agents", {{"action", "delay"}, {"delay_ms", 3000}, {"times", 1}});
+    const auto slow = await(VantleClient::send("GET", "/api/agents", std::nullopt, "application/json", 0.2));
+    ASSERT_FALSE(slow);
+    EXPECT_EQ(slow.error().kind, ClientError::Kind::transport);
+    spinFor(50);
+
+    // A cancel aborts the request and the caller gets a cancelled error.
+    fault("/api/agents", {{"action", "delay"}, {"delay_ms", 3000}, {"times", 1}});
+    base::Cancel cancel;
+    auto pending = VantleClient::send("GET", "/api/agents", std::nullopt, "application/json", 30, cancel);
+    spinFor(50);
+    cancel.cancel();
+    scheduler->advance(0);
+    const auto cancelled = await(std::move(pending));
+    ASSERT_FALSE(cancelled);
+    EXPECT_TRUE(cancelled.error().isCancelled());
+}

@@ -1,0 +1,49 @@
+#include "support/WorkspaceFixture.h"
+
+#include "app/Settings.h"
+#include "support/TestEnvironment.h"
+#include "workspace/Keychain.h"
+#include "workspace/VantleClient.h"
+
+#include <QJsonObject>
+
+void WorkspaceFixture::SetUp() {
+    if (!SimProcess::available()) {
+        GTEST_SKIP() << "built without the workspace simulator";
+    }
+    TestEnvironment::freshSettings();
+    sim = std::make_unique<SimProcess>();
+    ASSERT_TRUE(sim->isRunning());
+    Settings::setValue(QLatin1String(Settings::Key::vantleURL), sim->baseUrl().toString());
+    services.secretStore->secrets.insert(QLatin1String(Keychain::desktopKeyAccount), sim->desktopKey());
+    scheduler = std::make_unique<base::VirtualScheduler>();
+    VantleClient::reset();
+}
+
+void WorkspaceFixture::TearDown() {
+    scheduler.reset();
+    sim.reset();
+}
+
+QJsonArray WorkspaceFixture::requestsTo(const QString& path) const {
+    QJsonArray out;
+    for (const auto& entry : sim->requests()) {
+        if (entry.toObject().value("path").toString() == sim->basePath() + path) {
+            out.append(entry);
+        }
+    }
+    return out;
+}
+
+int WorkspaceFixture::countOf(const QByteArray& method, const QString& path) const {
+    int n = 0;
+    for (const auto& entry : requestsTo(path)) {
+        n += entry.toObject().value("method").toString().toUtf8() == method ? 1 : 0;
+    }
+    return n;
+}
+
+void WorkspaceFixture::fault(const QString& path, QJsonObject rule) const {
+    rule.insert("path", sim->basePath() + path);
+    sim->control("POST", "/sim/faults", rule);
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "base/VirtualScheduler.h"
+#include "platform/fake/FakeServices.h"
+#include "support/SimProcess.h"
+
+#include <QCoro/QCoroTask>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+// A test against the simulator: the workspace address points at it, the stored desktop key is
+// the one it accepts, the token is fresh, and time is virtual.
+class WorkspaceFixture : public ::testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    // Requests the simulator saw for a path under the workspace (with its query), oldest first.
+    QJsonArray requestsTo(const QString& path) const;
+    int countOf(const QByteArray& method, const QString& path) const;
+    // Adds a fault rule for a path under the workspace.
+    void fault(const QString& path, QJsonObject rule) const;
+
+    template <typename T> T await(QCoro::Task<T>&& task) { return QCoro::waitFor(std::move(task)); }
+
+    std::unique_ptr<SimProcess> sim;
+    platform::fake::FakeServices services;
+    std::unique_ptr<base::VirtualScheduler> scheduler;
+};
