@@ -1,9 +1,11 @@
 #include "support/WorkspaceFixture.h"
 
 #include "app/Settings.h"
+#include "support/SpinUntil.h"
 #include "support/TestEnvironment.h"
 #include "workspace/Keychain.h"
 #include "workspace/VantleClient.h"
+#include "workspace/VantleEvents.h"
 
 #include <QJsonObject>
 
@@ -21,6 +23,17 @@ void WorkspaceFixture::SetUp() {
 }
 
 void WorkspaceFixture::TearDown() {
+    // Tasks still waiting on virtual time are woken and run to their end, so that nothing of
+    // theirs outlives the test.
+    VantleEvents::shared().stop();
+    if (scheduler) {
+        for (int i = 0; i < 3; ++i) {
+            scheduler->advance(0);
+            spinFor(20);
+            scheduler->advance(3600);
+            spinFor(20);
+        }
+    }
     scheduler.reset();
     sim.reset();
 }

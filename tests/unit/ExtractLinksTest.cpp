@@ -1,0 +1,97 @@
+#include "app/Settings.h"
+#include "chat/ChatSession.h"
+#include "support/TestEnvironment.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+class ExtractLinksTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        TestEnvironment::freshSettings();
+        Settings::setValue(QLatin1String(Settings::Key::vantleURL),
+                           QStringLiteral("https://acme.example/app"));
+    }
+    static QString text(const QString& raw, bool partial = false) {
+        return ChatSession::extractLinks(raw, partial).text;
+    }
+    static QList<WebLink> links(const QString& raw, bool partial = false) {
+        return ChatSession::extractLinks(raw, partial).links;
+    }
+};
+
+} // namespace
+
+TEST_F(ExtractLinksTest, MarkdownLinksBecomeTheirTitlesAndLinkRows) {
+    EXPECT_EQ(text(""), QString());
+    EXPECT_TRUE(links("").isEmpty());
+
+    auto found = links("See [Report](/reports/7) now");
+    EXPECT_EQ(text("See [Report](/reports/7) now"), QStringLiteral("See Report now"));
+    ASSERT_EQ(found.size(), 1);
+    EXPECT_EQ(found.at(0).title, QStringLiteral("Report"));
+    EXPECT_EQ(found.at(0).url, QUrl("https://acme.example/app/reports/7"));
+
+    found = links("[](https://h.example/x)");
+    EXPECT_EQ(text("[](https://h.example/x)"), QString());
+    ASSERT_EQ(found.size(), 1);
+    EXPECT_EQ(found.at(0).title, QStringLiteral("h.example"));
+
+    const QString twice = "[a](https://h.example/x) and [b](https://h.example/x)";
+    EXPECT_EQ(text(twice), QStringLiteral("a and b"));
+    ASSERT_EQ(links(twice).size(), 1);
+    EXPECT_EQ(links(twice).at(0).title, QStringLiteral("b")) << "a repeated link keeps its last title";
+
+    const QString then = "[a](https://h.example/x) then https://h.example/x";
+    EXPECT_EQ(text(then), QStringLiteral("a then"));
+    ASSERT_EQ(links(then).size(), 1);
+    EXPECT_EQ(links(then).at(0).title, QStringLiteral("a"));
+
+    EXPECT_EQ(text("[x](ftp://h.example/x)"), QStringLiteral("[x](ftp://h.example/x)")) << "no link at all";
+
+    Settings::setValue(QLatin1String(Settings::Key::vantleURL), QStringLiteral("bad host"));
+    EXPECT_EQ(text("See [Report](/reports/7)"), QStringLiteral("See Report"));
+    EXPECT_TRUE(links("See [Report](/reports/7)").isEmpty());
+}
+
+TEST_F(ExtractLinksTest, BareAddressesLeaveTheTextAndKeepTheirOrder) {
+    EXPECT_EQ(text("See https://h.example/a."), QStringLiteral("See."));
+    EXPECT_EQ(text("(https://h.example/a) is it"), QStringLiteral("is it"));
+    const auto found =
+        links("first https://one.example/a, then https://two.example/b; and [c](https://c.example)");
+    ASSERT_EQ(found.size(), 3);
+    EXPECT_EQ(found.at(0).title, QStringLiteral("c")) << "markdown links come first";
+    EXPECT_EQ(found.at(1).title, QStringLiteral("one.example"));
+    EXPECT_EQ(found.at(2).title, QStringLiteral("two.example"));
+    QString nine;
+    for (int i = 0; i < 9; ++i) {
+        nine += QStringLiteral("https://h%1.example ").arg(i);
+    }
+    EXPECT_EQ(links(nine).size(), 9) << "the limit of four is the caller's";
+}
+
+TEST_F(ExtractLinksTest, HalfWrittenMarkupNeverFlashes) {
+    EXPECT_EQ(text("Look at [the rep", true), QStringLiteral("Look at"));
+    EXPECT_EQ(text("Look at [the report](https://h.exa", true), QStringLiteral("Look at"));
+    EXPECT_EQ(text("Look at [the report](https://h.example/r)", true), QStringLiteral("Look at the report"));
+    EXPECT_EQ(text("a [literal bracket and more", true), QStringLiteral("a"));
+    EXPECT_EQ(text("a [literal bracket and more", false), QStringLiteral("a [literal bracket and more"));
+    EXPECT_EQ(text("Open htt", true), QStringLiteral("Open htt"));
+    EXPECT_EQ(text("Open http", true), QStringLiteral("Open"));
+    EXPECT_EQ(text("Open https://", true), QStringLiteral("Open"));
+    EXPECT_EQ(text("Open https://h.example/x", true), QStringLiteral("Open"));
+    EXPECT_EQ(text("the http protocol", true), QStringLiteral("the http protocol"));
+    EXPECT_EQ(text("Open http", false), QStringLiteral("Open http"));
+    EXPECT_EQ(text("line\nhttp", true), QStringLiteral("line")) << "a line break is no space";
+}
+
+TEST_F(ExtractLinksTest, CleaningStepsRunInOrder) {
+    EXPECT_EQ(text("*** x"), QStringLiteral("• x"));
+    EXPECT_EQ(text("**bold** word"), QStringLiteral("bold word"));
+    EXPECT_EQ(text("# Title\n###### Six\n####### Seven"), QStringLiteral("Title\nSix\n####### Seven"));
+    EXPECT_EQ(text("- one\n* two\n  - item"), QStringLiteral("• one\n• two\n - item"));
+    EXPECT_EQ(text("a\n\n\n\nb"), QStringLiteral("a\n\nb"));
+    EXPECT_EQ(text("Tere , kuidas läheb ?"), QStringLiteral("Tere, kuidas läheb?"));
+    EXPECT_EQ(text("  \n padded \n\n"), QStringLiteral("padded"));
+}
