@@ -1,8 +1,10 @@
 #include "chat/ChatSession.h"
 
+#include "app/Settings.h"
 #include "workspace/VantleClient.h"
 
 #include <QRegularExpression>
+#include <QSet>
 
 namespace {
 
@@ -34,8 +36,30 @@ const std::array<Cleaning, 5>& cleanings() {
     return steps;
 }
 
-bool holds(const QList<WebLink>& links, const QUrl& url) {
-    return std::any_of(links.begin(), links.end(), [&](const WebLink& l) { return l.url == url; });
+QList<QRegularExpressionMatch> allMatches(const QRegularExpression& expression, const QString& text) {
+    QList<QRegularExpressionMatch> matches;
+    for (auto it = expression.globalMatch(text); it.hasNext();) {
+        matches.append(it.next());
+    }
+    return matches;
+}
+
+// The text with every match replaced by what `by` makes of it.
+template <typename By>
+QString rebuilt(const QString& text, const QList<QRegularExpressionMatch>& matches, By by) {
+    if (matches.isEmpty()) {
+        return text;
+    }
+    QString out;
+    out.reserve(text.size());
+    qsizetype at = 0;
+    for (const auto& m : matches) {
+        out += QStringView(text).sliced(at, m.capturedStart(0) - at);
+        out += by(m);
+        at = m.capturedEnd(0);
+    }
+    out += QStringView(text).sliced(at);
+    return out;
 }
 
 } // namespace
@@ -51,41 +75,42 @@ ChatSession::Extracted ChatSession::extractLinks(const QString& raw, bool isPart
         }
     }
 
+    // The workspace address is read once for all links of the answer.
+    const auto workspace = Settings::vantleURL();
+
+    // Links are collected from the last match to the first, so that a repeated link keeps the
+    // title and place of its last occurrence; the text is rebuilt in one pass.
     QList<WebLink> markdown;
+    QSet<QUrl> seen; // every link so far, for a quick test of sameness
     {
-        QList<QRegularExpressionMatch> matches;
-        for (auto it = markdownLink().globalMatch(text); it.hasNext();) {
-            matches.append(it.next());
-        }
+        const auto matches = allMatches(markdownLink(), text);
         for (auto m = matches.crbegin(); m != matches.crend(); ++m) {
-            const QString title = m->captured(1);
             const QString target = m->captured(2);
-            if (const auto url = VantleClient::dashboardURL(target); url && !holds(markdown, *url)) {
-                QString shown = title;
+            if (const auto url = VantleClient::dashboardURL(target, workspace); url && !seen.contains(*url)) {
+                seen.insert(*url);
+                QString shown = m->captured(1);
                 if (shown.isEmpty()) {
                     shown = url->host().isEmpty() ? target : url->host();
                 }
                 markdown.append({shown, *url});
             }
-            text.replace(m->capturedStart(0), m->capturedLength(0), title);
         }
         std::reverse(markdown.begin(), markdown.end());
+        text = rebuilt(text, matches, [](const QRegularExpressionMatch& m) { return m.captured(1); });
     }
 
     QList<WebLink> bare;
     {
-        QList<QRegularExpressionMatch> matches;
-        for (auto it = bareURL().globalMatch(text); it.hasNext();) {
-            matches.append(it.next());
-        }
+        const auto matches = allMatches(bareURL(), text);
         for (auto m = matches.crbegin(); m != matches.crend(); ++m) {
             const QString address = m->captured(1);
             const QUrl url(address, QUrl::StrictMode);
-            if (url.isValid() && !holds(markdown, url) && !holds(bare, url)) {
+            if (url.isValid() && !seen.contains(url)) {
+                seen.insert(url);
                 bare.prepend({url.host().isEmpty() ? address : url.host(), url});
             }
-            text.remove(m->capturedStart(0), m->capturedLength(0));
         }
+        text = rebuilt(text, matches, [](const QRegularExpressionMatch&) { return QString(); });
     }
 
     if (isPartial) {

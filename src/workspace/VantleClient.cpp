@@ -45,11 +45,14 @@ bool isConfigured() {
 }
 
 std::optional<QUrl> dashboardURL(const QString& path) {
+    return dashboardURL(path, Settings::vantleURL());
+}
+
+std::optional<QUrl> dashboardURL(const QString& path, const std::optional<QUrl>& base) {
     const QUrl absolute(path, QUrl::StrictMode);
     if (absolute.isValid() && !absolute.scheme().isEmpty()) {
         return absolute;
     }
-    const auto base = Settings::vantleURL();
     if (!base) {
         return std::nullopt;
     }

@@ -30,6 +30,8 @@ bool isConfigured();
 // A page of the workspace for the browser: absolute links as they stand, paths under the
 // workspace address.
 std::optional<QUrl> dashboardURL(const QString& path);
+// The same against a workspace address already read.
+std::optional<QUrl> dashboardURL(const QString& path, const std::optional<QUrl>& workspace);
 
 // One authorised request; path begins with "/" and may hold a query. The time-out is a limit
 // on silence, in seconds.
