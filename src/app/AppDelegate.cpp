@@ -2,14 +2,20 @@
 
 #include "app/AppEvents.h"
 #include "app/AppIdentity.h"
+#include "app/HotKey.h"
 #include "app/Language.h"
 #include "app/Settings.h"
 #include "app/TerminationSignal.h"
 #include "base/Text.h"
+#include "character/CharacterSheet.h"
+#include "character/CharacterView.h"
+#include "character/CharacterWindow.h"
 #include "platform/Services.h"
+#include "stage/StageViewController.h"
 #include "workspace/LinkCommands.h"
 #include "workspace/VantleEvents.h"
 
+#include <QApplication>
 #include <QCoreApplication>
 #include <QDir>
 
@@ -17,7 +23,11 @@ AppDelegate::AppDelegate(QObject* parent) : QObject(parent) {
     runLink = [this](const QUrl& url) { LinkCommands::run(url, *this); };
 }
 
-AppDelegate::~AppDelegate() = default;
+AppDelegate::~AppDelegate() {
+    // The stage takes its view out of the window before the window goes.
+    delete stage;
+    delete window;
+}
 
 void AppDelegate::applicationDidFinishLaunching() {
     Settings::registerDefaults();
@@ -71,11 +81,75 @@ void AppDelegate::openReportsFolder() {
     }
 }
 
-// TODO(#4): the figure's stage and window.
-void AppDelegate::setUpStage() {}
+void AppDelegate::setUpStage() {
+    // Widgets need a QApplication; under a bare QCoreApplication there is no figure.
+    if (!qobject_cast<QApplication*>(QCoreApplication::instance())) {
+        return;
+    }
+    stage = new StageViewController(this);
+    window = new CharacterWindow;
+    window->setWindowTitle(QLatin1String(AppIdentity::name));
+    window->setContentView(&stage->view());
 
-// TODO(#4): the global shortcuts.
-void AppDelegate::setUpShortcuts() {}
+    QPointer<StageViewController> weakStage(stage);
+    window->hasPixel = [weakStage](QPointF point) {
+        if (!weakStage) {
+            return false;
+        }
+        const CharacterView& view = weakStage->view();
+        const auto sheet = view.sheet();
+        const auto cell = view.cell();
+        if (!sheet || !cell || view.width() <= 0 || view.height() <= 0) {
+            return false;
+        }
+        const QPointF local = view.mapFrom(view.window(), point);
+        return sheet->isOpaque(*cell, QPointF(local.x() / view.width(), 1.0 - local.y() / view.height()));
+    };
+    window->onFileDrag = [weakStage](bool active) {
+        if (!weakStage) {
+            return;
+        }
+        weakStage->isFileDragActive = active;
+        if (!active) {
+            weakStage->areFilesOver = false;
+        }
+        weakStage->updateDropZone();
+    };
+
+    const QString frameName = QStringLiteral("CharacterWindow");
+    if (!window->setFrameUsingName(frameName)) {
+        window->center();
+    }
+    window->setFrameAutosaveName(frameName);
+    // With no characters at all the window stays hidden.
+    if (!CharacterSheet::available().isEmpty()) {
+        window->makeKeyAndOrderFront();
+    }
+}
+
+void AppDelegate::setUpShortcuts() {
+    QPointer<AppDelegate> self(this);
+    const auto onStage = [self](std::function<void(StageViewController&)> action) {
+        return [self, action = std::move(action)] {
+            if (self && self->stage) {
+                action(*self->stage);
+            }
+        };
+    };
+    // TODO(#6): Control+Alt+Space opens the chat, or closes it when the balloon has the focus.
+    std::vector<std::pair<unsigned, std::function<void()>>> table;
+    table.emplace_back(HotKey::tab, onStage([](StageViewController& s) { s.bringOn(s.nextCharacter()); }));
+    unsigned key = HotKey::digit1;
+    for (const auto agent : VantleAgents::all) {
+        const QString id = VantleAgents::rawValue(agent);
+        table.emplace_back(key++, onStage([id](StageViewController& s) { s.bringOn(id); }));
+    }
+    for (auto& [keysym, action] : table) {
+        if (auto* shortcut = HotKey::make(keysym, std::move(action), this)) {
+            shortcuts.push_back(shortcut);
+        }
+    }
+}
 
 void AppDelegate::startVantleEvents() {
     auto& events = VantleEvents::shared();

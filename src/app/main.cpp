@@ -1,6 +1,7 @@
 #include "app/AppDelegate.h"
 #include "app/AppIdentity.h"
 #include "app/SingleInstance.h"
+#include "app/TerminationSignal.h"
 #include "platform/Services.h"
 
 #include <QApplication>
@@ -42,6 +43,8 @@ int main(int argc, char** argv) {
     QApplication::setQuitOnLastWindowClosed(false);
 
     platform::install(platform::systemServices());
+    // Until start-up installs the full handler, SIGTERM still ends the loop cleanly.
+    TerminationSignal::install([] { QCoreApplication::exit(0); });
 
     AppDelegate delegate;
     SingleInstance instance(socketPath);

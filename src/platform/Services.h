@@ -9,6 +9,7 @@
 #include "platform/Pointer.h"
 #include "platform/SecretStore.h"
 #include "platform/SessionEvents.h"
+#include "platform/WindowTraits.h"
 
 #include <memory>
 
@@ -27,6 +28,7 @@ struct Services {
     std::shared_ptr<SessionEvents> sessionEvents;
     std::shared_ptr<Desktop> desktop;
     std::shared_ptr<Autostart> autostart;
+    std::shared_ptr<WindowTraits> windowTraits;
 };
 
 Services& services();

@@ -44,7 +44,7 @@ QProcessEnvironment programEnvironment(const QString& home) {
         QDir(home).mkpath(QLatin1String(sub));
     }
     QFile::setPermissions(home + "/runtime", QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    QSettings settings(home + "/config/Mirk Vantle Agents/Mirk Vantle Agents.conf", QSettings::IniFormat);
+    QSettings settings(home + "/config/Mirk Vantle Agents/Mirk Vantle Agents.ini", QSettings::IniFormat);
     settings.setValue("vantleURL", "http://127.0.0.1:1/app");
     settings.sync();
     auto env = QProcessEnvironment::systemEnvironment();
@@ -186,8 +186,6 @@ TEST(Program, EndsWithStatusZeroOnSigterm) {
     ASSERT_TRUE(spinUntil([&] {
         return QFileInfo::exists(home.path() + "/runtime/mirkvantle-agents.socket");
     })) << program.readAllStandardError().toStdString();
-    // Give the start sequence its turn of the loop before the signal arrives.
-    spinUntil([] { return false; }, 300);
     ::kill(static_cast<pid_t>(program.processId()), SIGTERM);
     ASSERT_TRUE(program.waitForFinished(10000));
     EXPECT_EQ(program.exitStatus(), QProcess::NormalExit);

@@ -53,6 +53,10 @@ void TestEnvironment::freshSettings() {
 int runTests(int argc, char** argv, bool widgets) {
     TestEnvironment::prepare();
     ::testing::InitGoogleTest(&argc, argv);
+    // Listing the tests (as the build does, before any display exists) needs no application.
+    if (::testing::GTEST_FLAG(list_tests)) {
+        return RUN_ALL_TESTS();
+    }
     std::unique_ptr<QCoreApplication> app;
     if (widgets) {
         app = std::make_unique<QApplication>(argc, argv);

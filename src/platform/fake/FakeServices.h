@@ -2,8 +2,10 @@
 
 #include "platform/Services.h"
 
+#include <QHash>
 #include <QList>
 #include <QMap>
+#include <QSet>
 
 #include <functional>
 
@@ -96,6 +98,14 @@ public:
     bool enabled = false;
 };
 
+class FakeWindowTraits final : public WindowTraits {
+public:
+    void setClickThrough(QWindow& window, bool on) override { clickThrough.insert(&window, on); }
+    void keepOffTaskbar(QWindow& window) override { offTaskbar.insert(&window); }
+    QHash<const QWindow*, bool> clickThrough;
+    QSet<const QWindow*> offTaskbar;
+};
+
 // A full set of fakes, installed as the program's services for as long as it lives.
 struct FakeServices {
     FakeServices();
@@ -109,6 +119,7 @@ struct FakeServices {
     std::shared_ptr<FakeSessionEvents> sessionEvents = std::make_shared<FakeSessionEvents>();
     std::shared_ptr<FakeDesktop> desktop = std::make_shared<FakeDesktop>();
     std::shared_ptr<FakeAutostart> autostart = std::make_shared<FakeAutostart>();
+    std::shared_ptr<FakeWindowTraits> windowTraits = std::make_shared<FakeWindowTraits>();
 };
 
 } // namespace platform::fake

@@ -1,5 +1,10 @@
 #include "platform/Services.h"
 #include "platform/linux/SystemSecretStore.h"
+#include "platform/linux/X11.h"
+#include "platform/linux/X11DragBoard.h"
+#include "platform/linux/X11HotKeys.h"
+#include "platform/linux/X11Pointer.h"
+#include "platform/linux/X11WindowTraits.h"
 #include "platform/linux/XdgDesktop.h"
 
 #include "app/AppIdentity.h"
@@ -11,6 +16,13 @@ Services systemServices() {
     s.desktop = std::make_shared<XdgDesktop>();
     s.secretStore =
         std::make_shared<SystemSecretStore>(QLatin1String(AppIdentity::name), AppIdentity::supportURL());
+    // Pointer, drags, shortcuts and click-through need X; elsewhere those features stay off.
+    if (auto* x = x11::connection()) {
+        s.pointer = std::make_shared<X11Pointer>(x);
+        s.dragBoard = X11DragBoard::create(x);
+        s.hotKeys = std::make_shared<X11HotKeys>(x);
+        s.windowTraits = std::make_shared<X11WindowTraits>(x);
+    }
     return s;
 }
 

@@ -1,0 +1,259 @@
+#include "character/CharacterWindow.h"
+
+#include "app/Settings.h"
+#include "capture/Capture.h"
+#include "platform/Services.h"
+
+#include <QGuiApplication>
+#include <QMoveEvent>
+#include <QResizeEvent>
+#include <QScreen>
+#include <QShowEvent>
+#include <QWindow>
+
+#include <cmath>
+
+namespace {
+
+constexpr int fadeMs = 150;
+
+} // namespace
+
+CharacterWindow::CharacterWindow(QWidget* parent)
+    : QWidget(parent, Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::Tool) {
+    setAttribute(Qt::WA_TranslucentBackground);
+    // No size until the first character gives it one.
+    resize(0, 0);
+    setWindowOpacity(0.5);
+    fade.setDuration(fadeMs);
+    fade.setStartValue(0.5);
+    fade.setEndValue(0.5);
+    connect(&fade, &QVariantAnimation::valueChanged, this,
+            [this](const QVariant& value) { setWindowOpacity(value.toDouble()); });
+    connect(&glide, &QVariantAnimation::valueChanged, this,
+            [this](const QVariant& value) { setGeometry(value.toRect()); });
+
+    // Without a way to read the pointer the window cannot tell the figure's pixels from the rest,
+    // so it stays solid, and nothing needs watching.
+    ignoresMouse = platform::services().pointer != nullptr;
+    if (ignoresMouse) {
+        glance = base::Scheduler::current().every(1.0 / 15.0, [this] { look(); });
+    }
+}
+
+void CharacterWindow::setContentView(QWidget* view) {
+    content = view;
+    view->setParent(this);
+    view->setGeometry(rect());
+    view->show();
+}
+
+void CharacterWindow::makeKeyAndOrderFront() {
+    show();
+    raise();
+    activateWindow();
+}
+
+void CharacterWindow::setFrame(const QRect& frame, double seconds, const QEasingCurve& curve) {
+    QRect target = frame;
+    if (centerWhenSized && !frame.isEmpty()) {
+        target.moveCenter(screenArea().center());
+        centerWhenSized = false;
+    }
+    glide.stop();
+    if (seconds <= 0 || target == geometry()) {
+        setGeometry(target);
+        return;
+    }
+    glide.setStartValue(geometry());
+    glide.setEndValue(target);
+    glide.setDuration(static_cast<int>(std::lround(seconds * 1000.0)));
+    glide.setEasingCurve(curve);
+    glide.start();
+}
+
+QRect CharacterWindow::screenArea() const {
+    const QScreen* display = screen() ? screen() : QGuiApplication::primaryScreen();
+    return display ? display->availableGeometry() : QRect();
+}
+
+void CharacterWindow::center() {
+    if (width() <= 0 || height() <= 0) {
+        centerWhenSized = true;
+        return;
+    }
+    QRect frame = geometry();
+    frame.moveCenter(screenArea().center());
+    setGeometry(frame);
+}
+
+bool CharacterWindow::setFrameUsingName(const QString& name) {
+    const QRect frame = Settings::value(name).toRect();
+    if (!frame.isValid()) {
+        return false;
+    }
+    bool onScreen = false;
+    for (const auto* display : QGuiApplication::screens()) {
+        onScreen = onScreen || display->availableGeometry().intersects(frame);
+    }
+    if (!onScreen) {
+        return false;
+    }
+    centerWhenSized = false;
+    setGeometry(frame);
+    return true;
+}
+
+void CharacterWindow::setFrameAutosaveName(const QString& name) {
+    autosaveName = name;
+    storeFrame();
+}
+
+void CharacterWindow::storeFrame() {
+    if (!autosaveName.isEmpty() && width() > 0 && height() > 0) {
+        Settings::setValue(autosaveName, geometry());
+    }
+}
+
+void CharacterWindow::moveEvent(QMoveEvent* event) {
+    QWidget::moveEvent(event);
+    storeFrame();
+}
+
+void CharacterWindow::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    if (content) {
+        content->setGeometry(rect());
+    }
+    storeFrame();
+}
+
+void CharacterWindow::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    if (auto traits = platform::services().windowTraits; traits && !event->spontaneous()) {
+        winId();
+        traits->keepOffTaskbar(*windowHandle());
+        traits->setClickThrough(*windowHandle(), ignoresMouse);
+    }
+}
+
+void CharacterWindow::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() != QEvent::ActivationChange) {
+        return;
+    }
+    if (isActiveWindow()) {
+        updateAlpha();
+    } else {
+        updateAlphaSoon();
+    }
+}
+
+void CharacterWindow::look() {
+    if (!isVisible()) {
+        return;
+    }
+    const auto pointer = platform::services().pointer;
+    if (!pointer) {
+        return;
+    }
+    const auto state = pointer->state();
+    // No hover test while a button is held: it may be a drag, ours or another program's.
+    if (state.buttons != Qt::NoButton) {
+        noticeFileDrag();
+        return;
+    }
+    if (fileDragActive) {
+        fileDragActive = false;
+        lastLook.reset();
+        updateHover(state);
+        updateAlpha();
+        if (onFileDrag) {
+            onFileDrag(false);
+        }
+    }
+    if (const auto board = platform::services().dragBoard) {
+        dragBoardSeen = board->changeCount();
+    }
+    if (!lastLook || lastLook->mouse != state.position || lastLook->frame != geometry()) {
+        updateHover(state);
+    }
+}
+
+void CharacterWindow::noticeFileDrag() {
+    if (fileDragActive) {
+        return;
+    }
+    const auto board = platform::services().dragBoard;
+    if (!board) {
+        return;
+    }
+    const int count = board->changeCount();
+    // A drag already under way when the window first looks is not news.
+    if (!dragBoardSeen) {
+        dragBoardSeen = count;
+    }
+    if (count == *dragBoardSeen) {
+        return;
+    }
+    dragBoardSeen = count;
+    if (!Capture::kind(board->types())) {
+        return;
+    }
+    fileDragActive = true;
+    // The whole window takes the drop, transparent pixels too.
+    setIgnoresMouseEvents(false);
+    updateAlpha();
+    if (onFileDrag) {
+        onFileDrag(true);
+    }
+}
+
+void CharacterWindow::updateHover() {
+    if (const auto pointer = platform::services().pointer) {
+        updateHover(pointer->state());
+    }
+}
+
+void CharacterWindow::updateHover(const platform::Pointer::State& pointer) {
+    if (!isVisible() || fileDragActive || pointer.buttons != Qt::NoButton) {
+        return;
+    }
+    lastLook = Look{pointer.position, geometry()};
+    bool over = geometry().contains(pointer.position);
+    if (over && hasPixel) {
+        // The middle of the screen pixel under the pointer.
+        over = hasPixel(QPointF(mapFromGlobal(pointer.position)) + QPointF(0.5, 0.5));
+    }
+    if (ignoresMouse == over) {
+        setIgnoresMouseEvents(!over);
+    }
+    if (hovered != over) {
+        hovered = over;
+        updateAlpha();
+    }
+}
+
+void CharacterWindow::setIgnoresMouseEvents(bool ignore) {
+    ignoresMouse = ignore;
+    const auto traits = platform::services().windowTraits;
+    if (traits && windowHandle()) {
+        traits->setClickThrough(*windowHandle(), ignore);
+    }
+}
+
+void CharacterWindow::updateAlpha() {
+    // TODO(#6): the balloon having the focus keeps the figure solid too.
+    const double target = isActiveWindow() || hovered || fileDragActive ? 1.0 : 0.5;
+    if (fade.endValue().toDouble() == target) {
+        return;
+    }
+    fade.stop();
+    fade.setStartValue(windowOpacity());
+    fade.setEndValue(target);
+    fade.start();
+}
+
+void CharacterWindow::updateAlphaSoon() {
+    alphaSoon = base::Scheduler::current().after(0, [this] { updateAlpha(); });
+}

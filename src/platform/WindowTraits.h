@@ -1,0 +1,18 @@
+#pragma once
+
+class QWindow;
+
+namespace platform {
+
+// How the window system treats the figure's window beyond what Qt says of it: whether the
+// pointer passes through it to what lies behind, and that it stays out of task bars and pagers.
+class WindowTraits {
+public:
+    virtual ~WindowTraits() = default;
+    // On: clicks and hovering go to the windows behind, as if this one were not there.
+    virtual void setClickThrough(QWindow& window, bool on) = 0;
+    // Called before the window is shown, each time: window managers forget it on hiding.
+    virtual void keepOffTaskbar(QWindow& window) = 0;
+};
+
+} // namespace platform

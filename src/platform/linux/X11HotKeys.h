@@ -1,0 +1,46 @@
+#pragma once
+
+#include "platform/HotKeyGrabber.h"
+
+#include <QAbstractNativeEventFilter>
+#include <QObject>
+
+#include <map>
+#include <vector>
+
+#include <xcb/xcb.h>
+
+namespace platform {
+
+// Control+Alt combinations grabbed on the root window. Each is grabbed also with NumLock and
+// CapsLock held, since X counts those as modifiers too and a lit NumLock would otherwise hide
+// every press. Presses arrive through a native event filter and run on the next turn of the loop.
+class X11HotKeys final : public HotKeyGrabber, public QAbstractNativeEventFilter {
+public:
+    explicit X11HotKeys(xcb_connection_t* connection);
+    ~X11HotKeys() override;
+
+    int grab(unsigned keysym, std::function<void()> fn) override;
+    void release(int id) override;
+
+    bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;
+
+private:
+    struct Grab {
+        xcb_keycode_t keycode;
+        std::vector<std::uint16_t> modifiers; // the combinations that the server granted
+        std::function<void()> fn;
+    };
+
+    xcb_keycode_t keycode(unsigned keysym) const;
+    std::uint16_t numLockMask() const;
+
+    xcb_connection_t* connection;
+    xcb_window_t root;
+    std::uint16_t numLock;
+    std::map<int, Grab> grabs;
+    int next = 1;
+    QObject receiver; // queued presses die with the grabber
+};
+
+} // namespace platform

@@ -1,0 +1,115 @@
+#include "platform/linux/X11WindowTraits.h"
+
+#include "platform/linux/X11.h"
+
+#include <QCoreApplication>
+#include <QWindow>
+
+#include <xcb/xfixes.h>
+
+#include <algorithm>
+#include <vector>
+
+namespace platform {
+
+X11WindowTraits::X11WindowTraits(xcb_connection_t* c) : connection(c), canShape(false) {
+    // Input shapes came with XFixes 2.
+    const auto* extension = xcb_get_extension_data(connection, &xcb_xfixes_id);
+    if (extension && extension->present) {
+        x11::Reply<xcb_xfixes_query_version_reply_t> version(xcb_xfixes_query_version_reply(
+            connection,
+            xcb_xfixes_query_version(connection, XCB_XFIXES_MAJOR_VERSION, XCB_XFIXES_MINOR_VERSION),
+            nullptr));
+        canShape = version && version->major_version >= 2;
+    }
+    QCoreApplication::instance()->installNativeEventFilter(this);
+}
+
+X11WindowTraits::~X11WindowTraits() {
+    if (auto* app = QCoreApplication::instance()) {
+        app->removeNativeEventFilter(this);
+    }
+}
+
+void X11WindowTraits::setClickThrough(QWindow& window, bool on) {
+    const auto id = static_cast<xcb_window_t>(window.winId());
+    clickThrough.insert(id, on);
+    applyShape(id, on);
+}
+
+void X11WindowTraits::applyShape(xcb_window_t window, bool on) {
+    if (!canShape) {
+        return;
+    }
+    xcb_xfixes_region_t region = XCB_NONE; // none: the input shape is the whole window again
+    if (on) {
+        region = xcb_generate_id(connection);
+        xcb_xfixes_create_region(connection, region, 0, nullptr);
+    }
+    xcb_xfixes_set_window_shape_region(connection, window, XCB_SHAPE_SK_INPUT, 0, 0, region);
+    if (on) {
+        xcb_xfixes_destroy_region(connection, region);
+    }
+    xcb_flush(connection);
+}
+
+void X11WindowTraits::keepOffTaskbar(QWindow& window) {
+    const auto id = static_cast<xcb_window_t>(window.winId());
+    const xcb_atom_t state = x11::atom(connection, "_NET_WM_STATE");
+    const xcb_atom_t wanted[] = {x11::atom(connection, "_NET_WM_STATE_SKIP_TASKBAR"),
+                                 x11::atom(connection, "_NET_WM_STATE_SKIP_PAGER")};
+
+    // Not yet shown: the window manager reads the property when it takes the window on.
+    std::vector<xcb_atom_t> atoms;
+    x11::Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+        connection, xcb_get_property(connection, 0, id, state, XCB_ATOM_ATOM, 0, 1024), nullptr));
+    if (reply && reply->format == 32) {
+        const auto* values = static_cast<const xcb_atom_t*>(xcb_get_property_value(reply.get()));
+        atoms.assign(values, values + xcb_get_property_value_length(reply.get()) / 4);
+    }
+    for (const auto atom : wanted) {
+        if (std::find(atoms.begin(), atoms.end(), atom) == atoms.end()) {
+            atoms.push_back(atom);
+        }
+    }
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, id, state, XCB_ATOM_ATOM, 32,
+                        static_cast<std::uint32_t>(atoms.size()), atoms.data());
+
+    // Shown: it has to be asked.
+    x11::Reply<xcb_get_window_attributes_reply_t> attributes(
+        xcb_get_window_attributes_reply(connection, xcb_get_window_attributes(connection, id), nullptr));
+    if (attributes && attributes->map_state != XCB_MAP_STATE_UNMAPPED) {
+        xcb_client_message_event_t message{};
+        message.response_type = XCB_CLIENT_MESSAGE;
+        message.format = 32;
+        message.window = id;
+        message.type = state;
+        message.data.data32[0] = 1; // add
+        message.data.data32[1] = wanted[0];
+        message.data.data32[2] = wanted[1];
+        message.data.data32[3] = 1; // from an application
+        xcb_send_event(connection, 0, x11::rootWindow(connection),
+                       XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                       reinterpret_cast<const char*>(&message));
+    }
+    xcb_flush(connection);
+}
+
+bool X11WindowTraits::nativeEventFilter(const QByteArray& eventType, void* message, qintptr*) {
+    if (eventType != "xcb_generic_event_t" || clickThrough.isEmpty()) {
+        return false;
+    }
+    const auto* event = static_cast<const xcb_generic_event_t*>(message);
+    const auto code = x11::eventCode(event);
+    if (code == XCB_MAP_NOTIFY) {
+        const auto* map = reinterpret_cast<const xcb_map_notify_event_t*>(event);
+        if (const auto it = clickThrough.constFind(map->window); it != clickThrough.constEnd() && *it) {
+            applyShape(map->window, true);
+        }
+    } else if (code == XCB_DESTROY_NOTIFY) {
+        clickThrough.remove(reinterpret_cast<const xcb_destroy_notify_event_t*>(event)->window);
+    }
+    return false;
+}
+
+} // namespace platform

@@ -1,0 +1,139 @@
+#include "stage/BalloonPanel.h"
+
+#include "character/CharacterWindow.h"
+#include "platform/Services.h"
+#include "stage/BalloonSurface.h"
+#include "stage/BalloonView.h"
+
+#include <QKeyEvent>
+#include <QPainter>
+#include <QScreen>
+#include <QWindow>
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+constexpr int gap = 2;
+constexpr int aboveLine = 36;
+constexpr double lineDown = 0.3;
+
+// How tall the balloon may grow on a screen of this free area: most of it, so that a long
+// answer scrolls inside the balloon before the balloon covers the whole screen.
+int heightLimit(const QRect& bounds) {
+    return std::min(bounds.height(), std::max(240, bounds.height() * 4 / 5));
+}
+
+} // namespace
+
+BalloonPanel::BalloonPanel(QWidget* figureWindow)
+    : QWidget(figureWindow, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint),
+      figure(figureWindow) {
+    setAttribute(Qt::WA_TranslucentBackground);
+    setAttribute(Qt::WA_ShowWithoutActivating);
+    view = new BalloonView(this);
+    const QMargins room = BalloonSurface::shadowMargins();
+    view->move(room.left(), room.top());
+    if (figure) {
+        figure->installEventFilter(this);
+    }
+}
+
+void BalloonPanel::place(const QRect& beside, QScreen* on) {
+    placedBeside = beside;
+    placedOn = on;
+    const QRect bounds = on ? on->availableGeometry() : beside.adjusted(-1000, -1000, 1000, 1000);
+    const QSize size = view->fittingSize(heightLimit(bounds));
+
+    // The balloon opens towards the middle of the screen; a figure exactly in the middle has it
+    // on its left.
+    const double boundsMiddle = bounds.x() + bounds.width() / 2.0;
+    const double frameMiddle = beside.x() + beside.width() / 2.0;
+    int x = boundsMiddle <= frameMiddle ? beside.x() - size.width() - gap : beside.x() + beside.width() + gap;
+    int y = static_cast<int>(std::lround(beside.y() + lineDown * beside.height())) - aboveLine;
+    x = std::max(x, bounds.x());
+    x = std::min(x, bounds.x() + bounds.width() - size.width());
+    y = std::min(y, bounds.y() + bounds.height() - size.height());
+    y = std::max(y, bounds.y());
+
+    const QMargins room = BalloonSurface::shadowMargins();
+    view->setGeometry(QRect(QPoint(room.left(), room.top()), size));
+    setGeometry(QRect(QPoint(x, y), size).marginsAdded(room));
+    update();
+}
+
+QRect BalloonPanel::balloonFrame() const {
+    return geometry().marginsRemoved(BalloonSurface::shadowMargins());
+}
+
+void BalloonPanel::orderFront() {
+    show();
+    raise();
+}
+
+void BalloonPanel::makeKeyAndOrderFront() {
+    show();
+    raise();
+    activateWindow();
+}
+
+bool BalloonPanel::event(QEvent* event) {
+    // The balloon's content changed its size: fit it again where it stands.
+    if (event->type() == QEvent::LayoutRequest && placedBeside && isVisible()) {
+        place(*placedBeside, placedOn);
+    }
+    return QWidget::event(event);
+}
+
+bool BalloonPanel::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == figure && placedBeside && isVisible() &&
+        (event->type() == QEvent::Move || event->type() == QEvent::Resize)) {
+        place(figure->geometry(), figure->screen());
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+void BalloonPanel::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() != QEvent::ActivationChange) {
+        return;
+    }
+    if (isActiveWindow() && onBecomeKey) {
+        onBecomeKey();
+    }
+    updateFigureAlpha();
+}
+
+void BalloonPanel::updateFigureAlpha() {
+    if (auto* window = qobject_cast<CharacterWindow*>(figure.data())) {
+        window->updateAlphaSoon();
+    }
+}
+
+void BalloonPanel::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    if (auto traits = platform::services().windowTraits; traits && !event->spontaneous()) {
+        winId();
+        traits->keepOffTaskbar(*windowHandle());
+    }
+}
+
+void BalloonPanel::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Escape) {
+        view->cancelOperation();
+        event->accept();
+        return;
+    }
+    QWidget::keyPressEvent(event);
+}
+
+void BalloonPanel::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    for (const BalloonSurface* surface : {view->card(), view->inputSurface()}) {
+        if (!surface->isHidden()) {
+            const QRectF shape = QRectF(surface->geometry()).translated(view->pos());
+            BalloonSurface::paintShadow(painter, shape, surface->radius());
+        }
+    }
+}

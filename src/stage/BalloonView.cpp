@@ -1,0 +1,615 @@
+#include "stage/BalloonView.h"
+
+#include "base/Text.h"
+#include "capture/Capture.h"
+#include "stage/BalloonStyle.h"
+#include "stage/BalloonSurface.h"
+#include "stage/BalloonSymbol.h"
+#include "stage/ChipFlow.h"
+#include "stage/ElidedLabel.h"
+#include "stage/LinkRow.h"
+#include "stage/MessageText.h"
+#include "stage/PillButton.h"
+#include "stage/Spinner.h"
+#include "stage/SymbolButton.h"
+#include "stage/SymbolView.h"
+
+#include <QBoxLayout>
+#include <QDragEnterEvent>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QMimeData>
+#include <QMouseEvent>
+#include <QTextLayout>
+
+#include <algorithm>
+#include <initializer_list>
+
+namespace {
+
+constexpr int detailLines = 8;
+constexpr int rowWidth = ChipFlow::maxRowWidth;
+
+// The text broken into lines at the given width, at most maxLines of them; when text is left
+// over, the last line takes the rest and ends in an ellipsis. A word longer than a line is
+// broken too.
+QString clampLines(const QString& text, const QFont& font, int width, int maxLines) {
+    // A text layout breaks lines only at a line separator, never at a line feed.
+    QString flowing = text;
+    flowing.replace(QLatin1Char('\n'), QChar::LineSeparator);
+    QStringList lines;
+    QTextLayout layout(flowing, font);
+    QTextOption option;
+    option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    layout.setTextOption(option);
+    layout.beginLayout();
+    int lastStart = 0;
+    bool cut = false;
+    for (QTextLine line = layout.createLine(); line.isValid(); line = layout.createLine()) {
+        line.setLineWidth(width);
+        if (lines.size() == maxLines) {
+            cut = true;
+            break;
+        }
+        lastStart = line.textStart();
+        lines << text.mid(line.textStart(), line.textLength()).trimmed();
+    }
+    layout.endLayout();
+    if (cut) {
+        QString rest = text.mid(lastStart);
+        rest.replace(QLatin1Char('\n'), QLatin1Char(' '));
+        lines.last() = QFontMetrics(font).elidedText(rest, Qt::ElideRight, width);
+    }
+    return lines.join(QLatin1Char('\n'));
+}
+
+QLabel* makeLabel(QWidget* parent, const QFont& font, const QColor& color) {
+    auto* label = new QLabel(parent);
+    label->setFont(font);
+    label->setTextFormat(Qt::PlainText);
+    QPalette p = label->palette();
+    p.setColor(QPalette::WindowText, color);
+    label->setPalette(p);
+    return label;
+}
+
+QWidget* makeList(QWidget* parent, QBoxLayout* layout, int spacing) {
+    auto* list = new QWidget(parent);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(spacing);
+    list->setLayout(layout);
+    list->hide();
+    return list;
+}
+
+// Redoes every pending layout from the innermost out, so that sizes read right after a change
+// are already true.
+void activateLayouts(QWidget* widget) {
+    for (auto* child : widget->children()) {
+        if (auto* w = qobject_cast<QWidget*>(child); w && !w->isWindow()) {
+            activateLayouts(w);
+        }
+    }
+    if (widget->layout()) {
+        widget->layout()->activate();
+    }
+}
+
+} // namespace
+
+BalloonView::BalloonView(QWidget* parent) : QWidget(parent) {
+    setFixedWidth(balloonWidth);
+    setAcceptDrops(true);
+    auto* stack = new QVBoxLayout(this);
+    stack->setContentsMargins(0, 0, 0, 0);
+    stack->setSpacing(8);
+    stack->addWidget(makeCard());
+    stack->addWidget(makeInputBar());
+    setStatus(BalloonStatus::none);
+    updateSendButton();
+}
+
+QWidget* BalloonView::makeCard() {
+    cardSurface = new BalloonSurface(22, this);
+    auto* column = new QVBoxLayout(cardSurface);
+    column->setContentsMargins(14, 12, 10, 14);
+    column->setSpacing(6);
+
+    auto* titleRow = new QHBoxLayout;
+    titleRow->setSpacing(6);
+    icon = new SymbolView(15, cardSurface);
+    spinWheel = new Spinner(15, cardSurface);
+    titleText = new ElidedLabel(cardSurface);
+    titleText->setFont(BalloonStyle::font(13, QFont::DemiBold));
+    titleText->setColor(BalloonStyle::label());
+    titleText->installEventFilter(this);
+    closer = new SymbolButton(BalloonSymbol::close, 20, 10, cardSurface);
+    closer->setColors(BalloonStyle::tertiaryLabel(), BalloonStyle::secondaryLabel());
+    closer->setHoverHalo(true);
+    const QString closeText = base::pick(QStringLiteral("Close (Esc)"), QStringLiteral("Sulge (Esc)"));
+    closer->setToolTip(closeText);
+    closer->setAccessibleName(closeText);
+    connect(closer, &QAbstractButton::clicked, this, [this] {
+        if (onClose) {
+            onClose();
+        }
+    });
+    titleRow->addWidget(icon, 0, Qt::AlignVCenter);
+    titleRow->addWidget(spinWheel, 0, Qt::AlignVCenter);
+    titleRow->addWidget(titleText, 0, Qt::AlignVCenter);
+    titleRow->addStretch(1);
+    titleRow->addWidget(closer, 0, Qt::AlignVCenter);
+    column->addLayout(titleRow);
+
+    message = new MessageText(cardSurface);
+    message->viewport()->installEventFilter(this);
+    column->addWidget(message);
+
+    detail = makeLabel(cardSurface, BalloonStyle::font(12), BalloonStyle::secondaryLabel());
+    detail->hide();
+    column->addWidget(detail);
+
+    links = makeList(cardSurface, new QVBoxLayout, 3);
+    column->addWidget(links);
+
+    choiceBox = makeList(cardSurface, new QVBoxLayout, ChipFlow::spacing);
+    column->addWidget(choiceBox);
+
+    // The buttons' texts are settled now, in the language of this moment.
+    decisionBox = makeList(cardSurface, new QHBoxLayout, 6);
+    approve = new PillButton(PillButton::Kind::prominent,
+                             base::pick(QStringLiteral("Approve"), QStringLiteral("Kinnita")), decisionBox);
+    review = new PillButton(PillButton::Kind::plain,
+                            base::pick(QStringLiteral("Review"), QStringLiteral("Vaata üle")), decisionBox);
+    decline = new PillButton(PillButton::Kind::destructive,
+                             base::pick(QStringLiteral("Decline"), QStringLiteral("Keeldu")), decisionBox);
+    for (auto* button : {approve, review, decline}) {
+        button->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
+        decisionBox->layout()->addWidget(button);
+    }
+    connect(approve, &QAbstractButton::clicked, this, [this] {
+        if (decision && decision->approve) {
+            const auto act = decision->approve;
+            act(comment());
+        }
+    });
+    connect(review, &QAbstractButton::clicked, this, [this] {
+        if (decision && decision->review) {
+            const auto act = decision->review;
+            act();
+        }
+    });
+    connect(decline, &QAbstractButton::clicked, this, [this] {
+        if (decision && decision->decline) {
+            const auto act = decision->decline;
+            act(comment());
+        }
+    });
+    column->addWidget(decisionBox);
+
+    hint = makeLabel(cardSurface, BalloonStyle::font(11, QFont::Medium), BalloonStyle::secondaryLabel());
+    hint->setWordWrap(true);
+    hint->installEventFilter(this);
+    hint->hide();
+    column->addWidget(hint);
+    return cardSurface;
+}
+
+QWidget* BalloonView::makeInputBar() {
+    inputBar = new BalloonSurface(18, this);
+    inputBar->setFixedHeight(36);
+    auto* row = new QHBoxLayout(inputBar);
+    row->setContentsMargins(16, 0, 7, 0);
+    row->setSpacing(6);
+
+    field = new QLineEdit(inputBar);
+    field->setFrame(false);
+    field->setFont(BalloonStyle::font(13));
+    field->setAcceptDrops(false);
+    field->setAttribute(Qt::WA_MacShowFocusRect, false);
+    field->setStyleSheet(QStringLiteral("QLineEdit { background: transparent; border: none; padding: 0; "
+                                        "color: rgba(0, 0, 0, 217); selection-background-color: "
+                                        "rgba(0, 122, 255, 64); selection-color: rgba(0, 0, 0, 217); }"));
+    QPalette p = field->palette();
+    p.setColor(QPalette::PlaceholderText, BalloonStyle::secondaryLabel());
+    field->setPalette(p);
+    field->setPlaceholderText(
+        base::pick(QStringLiteral("Ask me anything…"), QStringLiteral("Küsi minult midagi…")));
+    field->installEventFilter(this);
+    connect(field, &QLineEdit::returnPressed, this, &BalloonView::submitAction);
+    connect(field, &QLineEdit::textChanged, this, &BalloonView::updateSendButton);
+
+    send = new SymbolButton(BalloonSymbol::sendArrow, 24, 24, inputBar);
+    send->setColors(BalloonStyle::accent(), BalloonStyle::accent().darker(110));
+    const QString sendText = base::pick(QStringLiteral("Send"), QStringLiteral("Saada"));
+    send->setToolTip(sendText);
+    send->setAccessibleName(sendText);
+    connect(send, &QAbstractButton::clicked, this, &BalloonView::submitAction);
+
+    row->addWidget(field, 1);
+    row->addWidget(send, 0, Qt::AlignVCenter);
+    return inputBar;
+}
+
+void BalloonView::setStatus(BalloonStatus status) {
+    current = status;
+    switch (status) {
+    case BalloonStatus::none:
+    case BalloonStatus::working:
+        icon->setSymbol(std::nullopt);
+        break;
+    case BalloonStatus::success:
+        icon->setSymbol(BalloonSymbol::checkmarkCircle, BalloonStyle::green());
+        break;
+    case BalloonStatus::notice:
+        icon->setSymbol(BalloonSymbol::bellBadge, BalloonStyle::accent());
+        break;
+    case BalloonStatus::warning:
+        icon->setSymbol(BalloonSymbol::warningTriangle, BalloonStyle::orange());
+        break;
+    case BalloonStatus::failure:
+        icon->setSymbol(BalloonSymbol::failureOctagon, BalloonStyle::red());
+        break;
+    }
+    spinWheel->setVisible(status == BalloonStatus::working);
+}
+
+void BalloonView::showMessage(const QString& text, bool selectable, const std::optional<QString>& hintText,
+                              bool isClickable, BalloonStatus status) {
+    endDecision();
+    showLinks({});
+    showChoices({}, nullptr);
+    message->setMessage(text);
+    message->setColor(BalloonStyle::label());
+    message->setSelectable(selectable);
+    setHint(hintText);
+    clickable = isClickable;
+    setStatus(status);
+    updateCursors();
+}
+
+void BalloonView::showThinking() {
+    showMessage(base::pick(QStringLiteral("Thinking…"), QStringLiteral("Mõtlen…")), true, std::nullopt, false,
+                BalloonStatus::working);
+    message->setColor(BalloonStyle::secondaryLabel());
+}
+
+void BalloonView::setHint(const std::optional<QString>& hintText) {
+    const bool shown = hintText && !hintText->isEmpty();
+    hint->setText(shown ? *hintText : QString());
+    hint->setVisible(shown);
+    updateCursors();
+}
+
+void BalloonView::setTitle(const QString& title) {
+    titleText->setText(title);
+}
+
+QString BalloonView::title() const {
+    return titleText->text();
+}
+
+void BalloonView::setPlaceholder(const QString& text) {
+    field->setPlaceholderText(text);
+}
+
+void BalloonView::setInputShown(bool shown) {
+    inputBar->setVisible(shown);
+}
+
+bool BalloonView::isInputShown() const {
+    return !inputBar->isHidden();
+}
+
+void BalloonView::focusInput() {
+    field->setFocus(Qt::OtherFocusReason);
+}
+
+void BalloonView::clearRows(QWidget* list) {
+    auto* layout = list->layout();
+    while (auto* item = layout->takeAt(0)) {
+        // Later, not now: the row may be the sender of the click that got us here.
+        if (auto* w = item->widget()) {
+            w->hide();
+            w->deleteLater();
+        }
+        delete item;
+    }
+}
+
+void BalloonView::showLinks(const QList<WebLink>& shown) {
+    clearRows(links);
+    if (shown.isEmpty()) {
+        links->hide();
+        return;
+    }
+    for (const auto& link : shown) {
+        static_cast<QBoxLayout*>(links->layout())->addWidget(new LinkRow(link, links), 0, Qt::AlignLeft);
+    }
+    links->show();
+}
+
+QList<LinkRow*> BalloonView::linkRows() const {
+    QList<LinkRow*> rows;
+    for (int i = 0; i < links->layout()->count(); ++i) {
+        if (auto* row = qobject_cast<LinkRow*>(links->layout()->itemAt(i)->widget())) {
+            rows << row;
+        }
+    }
+    return rows;
+}
+
+void BalloonView::showChoices(const QList<ChatChoice>& offered,
+                              std::function<void(const ChatChoice&)> onPick) {
+    onChoice = std::move(onPick);
+    offer = offered;
+    menu = nullptr;
+    clearRows(choiceBox);
+    if (offered.isEmpty()) {
+        choiceBox->hide();
+        return;
+    }
+    choiceBox->show();
+
+    QList<int> refs;
+    for (int i = 0; i < offered.size(); ++i) {
+        if (offered[i].ref) {
+            refs << i;
+        }
+    }
+    const auto n = refs.size();
+    QList<QWidget*> views;
+    if (n >= 5) {
+        auto* pullDown = new PillButton(
+            PillButton::Kind::pullDown,
+            base::pick(QStringLiteral("Choose (%1)"), QStringLiteral("Vali (%1)")).arg(n), choiceBox);
+        auto* list = new QMenu(pullDown);
+        list->setAttribute(Qt::WA_TranslucentBackground);
+        list->setWindowFlags(list->windowFlags() | Qt::FramelessWindowHint | Qt::NoDropShadowWindowHint);
+        list->setFont(BalloonStyle::font(12));
+        list->setStyleSheet(QStringLiteral(
+            "QMenu { background: rgba(252, 252, 253, 250); border: 1px solid rgba(0, 0, 0, 36); "
+            "border-radius: 10px; padding: 5px; }"
+            "QMenu::item { padding: 5px 16px 5px 10px; border-radius: 6px; color: rgba(0, 0, 0, 217); }"
+            "QMenu::item:selected { background: rgb(0, 122, 255); color: white; }"));
+        for (const int r : refs) {
+            // A choice offered twice is picked as its first occurrence.
+            const auto first = std::find(offered.begin(), offered.end(), offered[r]) - offered.begin();
+            list->addAction(offered[r].label)->setData(static_cast<int>(first));
+        }
+        connect(list, &QMenu::triggered, this, [this, list](QAction* action) {
+            if (menu == list) {
+                menuPicked(action->data());
+            }
+        });
+        connect(pullDown, &QAbstractButton::clicked, list,
+                [list, pullDown] { list->popup(pullDown->mapToGlobal(QPoint(0, pullDown->height() + 4))); });
+        menu = list;
+        views << pullDown;
+    }
+    for (int i = 0; i < offered.size(); ++i) {
+        if (n < 5 || !offered[i].ref) {
+            auto* chip = new PillButton(PillButton::Kind::chip, offered[i].label, choiceBox);
+            connect(chip, &QAbstractButton::clicked, this, [this, i] { pick(i); });
+            views << chip;
+        }
+    }
+
+    QList<int> widths;
+    for (auto* view : views) {
+        widths << view->sizeHint().width();
+    }
+    for (const auto& indices : ChipFlow::rows(widths)) {
+        auto* line = new QWidget(choiceBox);
+        auto* row = new QHBoxLayout(line);
+        row->setContentsMargins(0, 0, 0, 0);
+        row->setSpacing(ChipFlow::spacing);
+        for (const int index : indices) {
+            views[index]->setParent(line);
+            views[index]->setMaximumWidth(rowWidth);
+            row->addWidget(views[index]);
+        }
+        row->addStretch(1);
+        choiceBox->layout()->addWidget(line);
+    }
+}
+
+QList<PillButton*> BalloonView::choiceButtons() const {
+    QList<PillButton*> buttons;
+    for (int i = 0; i < choiceBox->layout()->count(); ++i) {
+        if (auto* line = choiceBox->layout()->itemAt(i)->widget()) {
+            for (int j = 0; j < line->layout()->count(); ++j) {
+                if (auto* button = qobject_cast<PillButton*>(line->layout()->itemAt(j)->widget())) {
+                    buttons << button;
+                }
+            }
+        }
+    }
+    return buttons;
+}
+
+void BalloonView::pick(int index) {
+    if (index < 0 || index >= offer.size() || !onChoice) {
+        return;
+    }
+    const ChatChoice choice = offer[index];
+    const auto handler = onChoice;
+    showChoices({}, nullptr);
+    handler(choice);
+}
+
+void BalloonView::menuPicked(const QVariant& data) {
+    if (data.typeId() != QMetaType::Int) {
+        return;
+    }
+    pick(data.toInt());
+}
+
+void BalloonView::showDecision(const QString& detailText, Decision answers) {
+    if (detailText.isEmpty()) {
+        detail->hide();
+    } else {
+        detail->setText(clampLines(detailText, detail->font(), rowWidth, detailLines));
+        detail->show();
+    }
+    decision = std::move(answers);
+    decisionBox->show();
+    setDecisionEnabled(true);
+    setInputShown(true);
+    send->hide();
+    field->clear();
+    field->setPlaceholderText(base::pick(QStringLiteral("Add a comment (optional)"),
+                                         QStringLiteral("Lisa kommentaar (soovi korral)")));
+}
+
+void BalloonView::endDecision() {
+    if (!decision) {
+        return;
+    }
+    decision.reset();
+    decisionBox->hide();
+    detail->hide();
+    send->show();
+    field->setEnabled(true);
+    field->clear();
+}
+
+void BalloonView::setDecisionEnabled(bool flag) {
+    for (QWidget* w : std::initializer_list<QWidget*>{approve, review, decline, field}) {
+        w->setEnabled(flag);
+    }
+}
+
+std::optional<QString> BalloonView::comment() const {
+    const QString text = field->text().trimmed();
+    if (text.isEmpty()) {
+        return std::nullopt;
+    }
+    return text;
+}
+
+void BalloonView::updateSendButton() {
+    send->setEnabled(!field->text().trimmed().isEmpty());
+}
+
+void BalloonView::submitAction() {
+    // In a decision the field holds a comment, which goes with a button, never on its own.
+    if (decision) {
+        return;
+    }
+    const QString text = field->text().trimmed();
+    if (text.isEmpty()) {
+        return;
+    }
+    field->clear();
+    send->setEnabled(false);
+    if (onSubmit) {
+        onSubmit(text);
+    }
+}
+
+void BalloonView::cancelOperation() {
+    if (onClose) {
+        onClose();
+    }
+}
+
+void BalloonView::textClicked() {
+    if (clickable && onMessageClick) {
+        onMessageClick();
+    }
+}
+
+void BalloonView::updateCursors() {
+    const auto hand = [this](QWidget* w) { return clickable && !w->isHidden(); };
+    for (QWidget* w : std::initializer_list<QWidget*>{titleText, hint}) {
+        if (hand(w)) {
+            w->setCursor(Qt::PointingHandCursor);
+        } else {
+            w->unsetCursor();
+        }
+    }
+    if (hand(message)) {
+        message->viewport()->setCursor(Qt::PointingHandCursor);
+    } else {
+        message->viewport()->setCursor(message->isSelectable() ? Qt::IBeamCursor : Qt::ArrowCursor);
+    }
+}
+
+bool BalloonView::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == field && event->type() == QEvent::KeyPress &&
+        static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape) {
+        cancelOperation();
+        return true;
+    }
+    if (event->type() == QEvent::MouseButtonRelease &&
+        (watched == titleText || watched == hint || watched == message->viewport())) {
+        const auto* mouse = static_cast<QMouseEvent*>(event);
+        const auto* w = static_cast<QWidget*>(watched);
+        if (mouse->button() == Qt::LeftButton && w->rect().contains(mouse->position().toPoint())) {
+            textClicked();
+        }
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+void BalloonView::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Escape) {
+        cancelOperation();
+        event->accept();
+        return;
+    }
+    QWidget::keyPressEvent(event);
+}
+
+void BalloonView::dragEnterEvent(QDragEnterEvent* event) {
+    if (!Capture::kind(event->mimeData())) {
+        event->ignore();
+        return;
+    }
+    if (onFilesOver) {
+        onFilesOver(true);
+    }
+    event->setDropAction(Qt::CopyAction);
+    event->accept();
+}
+
+void BalloonView::dragMoveEvent(QDragMoveEvent* event) {
+    if (!Capture::kind(event->mimeData())) {
+        event->ignore();
+        return;
+    }
+    event->setDropAction(Qt::CopyAction);
+    event->accept();
+}
+
+void BalloonView::dragLeaveEvent(QDragLeaveEvent*) {
+    if (onFilesOver) {
+        onFilesOver(false);
+    }
+}
+
+void BalloonView::dropEvent(QDropEvent* event) {
+    if (onDrop && onDrop(event->mimeData())) {
+        event->setDropAction(Qt::CopyAction);
+        event->accept();
+        return;
+    }
+    event->ignore();
+}
+
+QSize BalloonView::fittingSize(int maxHeight) {
+    const auto height = [this] {
+        activateLayouts(this);
+        return layout()->hasHeightForWidth() ? layout()->totalHeightForWidth(balloonWidth)
+                                             : layout()->totalSizeHint().height();
+    };
+    // Only the message gives way, down to a few lines, and scrolls. Its room is worked out
+    // from the rest as it stands, so that a balloon that fits already changes nothing.
+    const int others = height() - message->minimumHeight();
+    const int fewLines = std::min(message->naturalHeight(), 3 * message->fontMetrics().lineSpacing());
+    message->fitHeight(std::max(fewLines, maxHeight - others));
+    return {balloonWidth, height()};
+}

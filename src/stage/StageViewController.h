@@ -1,0 +1,94 @@
+#pragma once
+
+#include "app/VantleAgent.h"
+#include "base/Scheduler.h"
+#include "character/CharacterPlayerDelegate.h"
+#include "character/CharacterView.h"
+
+#include <QObject>
+#include <QPoint>
+#include <QPointer>
+#include <QString>
+
+#include <functional>
+#include <list>
+#include <memory>
+#include <optional>
+#include <vector>
+
+class CharacterPlayer;
+class CharacterSheet;
+class CharacterWindow;
+
+// The controller of the one figure on the desktop: the content of the CharacterWindow, whose
+// view is the CharacterView, and the player's delegate. One object over several subsystems;
+// each group of member functions below is defined in its own subsystem's folder.
+class StageViewController : public QObject, public CharacterPlayerDelegate {
+    Q_OBJECT
+public:
+    // A change of agent under way: the one that is to arrive, and who waits for it.
+    struct HandOver {
+        QString target;
+        std::vector<std::function<void()>> arrivals;
+    };
+
+    explicit StageViewController(QObject* parent = nullptr);
+    ~StageViewController() override;
+
+    // --- Core: appearance, hand-over, size and place (stage/StageViewController.cpp) ---
+
+    CharacterView& view() const { return *characterView; }
+    CharacterPlayer& player() const { return *characterPlayer; }
+    // The window the view stands in; none while it stands in no CharacterWindow.
+    CharacterWindow* window() const;
+    // The agent on stage: the sheet's id, else the last one used; dorn when neither names one.
+    VantleAgent vantleAgent() const;
+
+    // Makes this character the one on stage, with a hand-over where someone is on stage already.
+    // then runs on arrival, and also when nothing can be done, so that no caller hangs.
+    void bringOn(const QString& id, std::function<void()> then = {});
+    // Makes sure the figure is on stage; with entrance, plays its "Show" again in any case.
+    void appear(bool entrance);
+    // Glides the window's top left corner to a point of the screen.
+    void move(QPoint to);
+    // The character after the current one, wrapping round; a hand-over's target counts as current.
+    QString nextCharacter() const;
+    void showContextMenu(QPoint at);
+
+    void playerWantsToAppear(CharacterPlayer& player) override;
+    void playerWantsToDisappear(CharacterPlayer& player) override;
+    void playerWillSwitchTo(CharacterPlayer& player, const CharacterSheet& sheet) override;
+    void playerDidSwitchTo(CharacterPlayer& player, const CharacterSheet& sheet) override;
+
+    std::optional<HandOver> handOver;
+
+    // --- Conversation (stage/StageViewController.cpp until the balloon lands) ---
+
+    void closeChat();
+
+    // --- Receiving (capture/StageReceiving.cpp) ---
+
+    // Brings the figure's drop zone in line with the flags below.
+    void updateDropZone();
+
+    bool isFileDragActive = false; // a file drag is under way anywhere on the screen
+    bool areFilesOver = false;     // the drag is over the figure
+    bool isReceivingFiles = false; // a drop is being taken; the drop zone stays as it is
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    void viewDidAppear();
+    bool keyDown(int key);
+    // Plays one animation and goes on when it has ended, for certain: at the latest 0.3 s after
+    // its nominal end, since a run that another play cuts off never completes.
+    void play(const QString& name, std::function<void()> then);
+    void stepIn();
+    void applySize(const CharacterSheet& sheet);
+    void noteInteraction();
+
+    QPointer<CharacterView> characterView;
+    std::unique_ptr<CharacterPlayer> characterPlayer;
+    std::list<base::Timer> safetyTimers;
+};

@@ -1,0 +1,123 @@
+#include "app/AppDelegate.h"
+#include "app/HotKey.h"
+#include "app/Settings.h"
+#include "base/VirtualScheduler.h"
+#include "character/CharacterPlayer.h"
+#include "character/CharacterView.h"
+#include "character/CharacterWindow.h"
+#include "platform/fake/FakeServices.h"
+#include "stage/StageViewController.h"
+#include "support/CharacterFixture.h"
+#include "support/TestEnvironment.h"
+
+#include <QJsonObject>
+#include <QScreen>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+class AppDelegateStageTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        TestEnvironment::freshSettings();
+        Settings::setValue(QLatin1String(Settings::Key::vantleURL), QStringLiteral("http://127.0.0.1:1/app"));
+        // 40 pixels square; only the middle 20 are the figure.
+        const auto middle = [](int x, int y) {
+            const int cx = x % 40;
+            const int cy = y % 40;
+            return cx >= 10 && cx < 30 && cy >= 10 && cy < 30 ? 255 : 0;
+        };
+        for (const char* id : {"dorn", "lirra", "morvo", "pelka"}) {
+            fixture.add(id, CharacterFixture::definition(id, 4, 3, 40), middle);
+        }
+        fixture.activate();
+    }
+
+    void launch() {
+        app = std::make_unique<AppDelegate>();
+        app->applicationDidFinishLaunching();
+        scheduler.advance(0);
+    }
+
+    platform::fake::FakeServices services;
+    base::VirtualScheduler scheduler;
+    CharacterFixture fixture;
+    std::unique_ptr<AppDelegate> app;
+};
+
+} // namespace
+
+TEST_F(AppDelegateStageTest, TheFirstStartCentresTheFigureAndTheNextRestoresItsPlace) {
+    launch();
+    ASSERT_TRUE(app->stage);
+    ASSERT_TRUE(app->window);
+    EXPECT_TRUE(app->window->isVisible());
+    EXPECT_EQ(app->window->size(), QSize(160, 120));
+    const QRect area = app->window->screen()->availableGeometry();
+    EXPECT_LE((app->window->geometry().center() - area.center()).manhattanLength(), 2);
+
+    app->window->move(120, 140);
+    app.reset();
+    EXPECT_EQ(Settings::value("CharacterWindow").toRect(), QRect(120, 140, 160, 120));
+
+    launch();
+    EXPECT_EQ(app->window->geometry(), QRect(120, 140, 160, 120));
+}
+
+TEST_F(AppDelegateStageTest, OnlyTheFiguresOwnPixelsCountAsHits) {
+    launch();
+    scheduler.advance(1); // the entrance has ended on the rest cell
+    const auto& hasPixel = app->window->hasPixel;
+    ASSERT_TRUE(hasPixel);
+    // The rest cell is cell 0; its figure spans 40..120 of the 160-pixel window.
+    EXPECT_FALSE(hasPixel(QPointF(5.5, 5.5)));
+    EXPECT_TRUE(hasPixel(QPointF(80.5, 60.5)));
+    EXPECT_TRUE(hasPixel(QPointF(40.5, 40.5)));
+    EXPECT_FALSE(hasPixel(QPointF(39.5, 60.5)));
+    app->stage->view().setCell(std::nullopt);
+    EXPECT_FALSE(hasPixel(QPointF(80.5, 60.5))) << "a hidden figure has no pixels";
+}
+
+TEST_F(AppDelegateStageTest, AFileDragReachesTheStagesDropZone) {
+    launch();
+    auto& stage = *app->stage;
+    app->window->onFileDrag(true);
+    EXPECT_TRUE(stage.isFileDragActive);
+    EXPECT_EQ(stage.view().dropZone(), CharacterView::DropZone::nearby);
+    stage.areFilesOver = true;
+    app->window->onFileDrag(false);
+    EXPECT_FALSE(stage.isFileDragActive);
+    EXPECT_FALSE(stage.areFilesOver);
+    EXPECT_EQ(stage.view().dropZone(), CharacterView::DropZone::hidden);
+}
+
+TEST_F(AppDelegateStageTest, WithoutCharactersTheWindowStaysHidden) {
+    CharacterFixture empty;
+    empty.activate();
+    launch();
+    ASSERT_TRUE(app->window);
+    EXPECT_FALSE(app->window->isVisible());
+}
+
+TEST_F(AppDelegateStageTest, TheShortcutsBringTheAgentsOnAndOneHeldElsewhereCostsOnlyItself) {
+    services.hotKeys->heldElsewhere = {HotKey::digit1 + 2};
+    launch();
+    EXPECT_EQ(app->shortcuts.size(), 4u) << "Tab, 1, 2 and 4";
+    EXPECT_FALSE(services.hotKeys->press(HotKey::digit1 + 2));
+
+    ASSERT_TRUE(services.hotKeys->press(HotKey::digit1 + 1));
+    scheduler.advance(3);
+    EXPECT_EQ(app->stage->player().sheet()->definition.id, "lirra");
+
+    ASSERT_TRUE(services.hotKeys->press(HotKey::tab));
+    scheduler.advance(3);
+    EXPECT_EQ(app->stage->player().sheet()->definition.id, "morvo");
+
+    ASSERT_TRUE(services.hotKeys->press(HotKey::digit1 + 3));
+    scheduler.advance(3);
+    EXPECT_EQ(app->stage->player().sheet()->definition.id, "pelka");
+
+    app.reset();
+    EXPECT_TRUE(services.hotKeys->grabbed.isEmpty()) << "released with the program";
+}

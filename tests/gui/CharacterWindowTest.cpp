@@ -1,0 +1,226 @@
+#include "character/CharacterWindow.h"
+#include "app/Settings.h"
+#include "base/VirtualScheduler.h"
+#include "platform/fake/FakeServices.h"
+#include "support/SpinUntil.h"
+#include "support/TestEnvironment.h"
+
+#include <QGuiApplication>
+#include <QScreen>
+#include <QWindow>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr double tick = 1.0 / 15.0;
+
+// A window at (100, 100), 64 pixels square, whose middle 32 pixels are the figure.
+class CharacterWindowTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        TestEnvironment::freshSettings();
+        window = std::make_unique<CharacterWindow>();
+        window->hasPixel = [this](QPointF point) {
+            ++pixelTests;
+            return solid && QRectF(16, 16, 32, 32).contains(point);
+        };
+        window->onFileDrag = [this](bool active) {
+            drags << active;
+            hoverAtDragEnd = window->isHovered();
+        };
+        window->setGeometry(100, 100, 64, 64);
+        window->show();
+        services.pointer->at = {0, 0};
+        scheduler.advance(tick);
+    }
+
+    platform::fake::FakeServices services;
+    base::VirtualScheduler scheduler;
+    std::unique_ptr<CharacterWindow> window;
+    int pixelTests = 0;
+    bool solid = true;
+    QList<bool> drags;
+    bool hoverAtDragEnd = false;
+};
+
+} // namespace
+
+TEST_F(CharacterWindowTest, IsAFramelessToolWindowThatStaysOnTopAndOffTheTaskbar) {
+    const auto flags = window->windowFlags();
+    EXPECT_TRUE(flags.testFlag(Qt::FramelessWindowHint));
+    EXPECT_TRUE(flags.testFlag(Qt::WindowStaysOnTopHint));
+    EXPECT_EQ(flags & Qt::WindowType_Mask, Qt::Tool);
+    EXPECT_TRUE(window->testAttribute(Qt::WA_TranslucentBackground));
+    EXPECT_TRUE(services.windowTraits->offTaskbar.contains(window->windowHandle()));
+}
+
+TEST_F(CharacterWindowTest, ATransparentCornerLetsClicksThrough) {
+    services.pointer->at = {102, 102};
+    scheduler.advance(tick);
+    EXPECT_TRUE(window->ignoresMouseEvents());
+    EXPECT_FALSE(window->isHovered());
+    EXPECT_TRUE(services.windowTraits->clickThrough.value(window->windowHandle()));
+}
+
+TEST_F(CharacterWindowTest, TheFiguresPixelsCatchThePointerAndLetItGoAgain) {
+    services.pointer->at = {132, 132};
+    scheduler.advance(tick);
+    EXPECT_FALSE(window->ignoresMouseEvents());
+    EXPECT_TRUE(window->isHovered());
+    EXPECT_FALSE(services.windowTraits->clickThrough.value(window->windowHandle()));
+    EXPECT_EQ(window->alphaTarget(), 1.0);
+
+    services.pointer->at = {300, 300};
+    scheduler.advance(tick);
+    EXPECT_TRUE(window->ignoresMouseEvents());
+    EXPECT_FALSE(window->isHovered());
+    EXPECT_TRUE(services.windowTraits->clickThrough.value(window->windowHandle()));
+    if (!window->isActiveWindow()) {
+        EXPECT_EQ(window->alphaTarget(), 0.5);
+    }
+}
+
+TEST_F(CharacterWindowTest, NothingIsTestedWhileNothingMoves) {
+    services.pointer->at = {132, 132};
+    scheduler.advance(tick);
+    const int tests = pixelTests;
+    scheduler.advance(60);
+    EXPECT_EQ(pixelTests, tests);
+    services.pointer->at = {133, 132};
+    scheduler.advance(tick);
+    EXPECT_EQ(pixelTests, tests + 1);
+    window->move(101, 100);
+    scheduler.advance(tick);
+    EXPECT_EQ(pixelTests, tests + 2) << "a moved frame is tested too";
+}
+
+TEST_F(CharacterWindowTest, APoseChangeUnderAStillPointerEndsTheHover) {
+    services.pointer->at = {132, 132};
+    scheduler.advance(tick);
+    ASSERT_TRUE(window->isHovered());
+    solid = false; // the animation hides the figure
+    window->updateHover();
+    EXPECT_FALSE(window->isHovered());
+    EXPECT_TRUE(window->ignoresMouseEvents());
+}
+
+TEST_F(CharacterWindowTest, NoHoverChangeWhileAButtonIsHeld) {
+    services.pointer->pressed = Qt::LeftButton;
+    services.pointer->at = {132, 132};
+    scheduler.advance(tick);
+    EXPECT_FALSE(window->isHovered());
+    services.pointer->pressed = Qt::NoButton;
+    scheduler.advance(tick);
+    EXPECT_TRUE(window->isHovered());
+}
+
+TEST_F(CharacterWindowTest, AFileDragAnywhereOpensTheWholeWindowUntilTheButtonIsReleased) {
+    services.pointer->at = {132, 132};
+    scheduler.advance(tick);
+    services.pointer->at = {600, 600};
+    services.pointer->pressed = Qt::LeftButton;
+    services.dragBoard->startDrag({"text/uri-list", "text/plain"});
+    scheduler.advance(tick);
+    EXPECT_TRUE(window->isFileDragActive());
+    EXPECT_FALSE(window->ignoresMouseEvents()) << "transparent pixels take the drop too";
+    EXPECT_EQ(window->alphaTarget(), 1.0);
+    EXPECT_EQ(drags, QList<bool>{true});
+    scheduler.advance(1);
+    EXPECT_EQ(drags, QList<bool>{true}) << "told once";
+
+    services.pointer->pressed = Qt::NoButton;
+    scheduler.advance(tick);
+    EXPECT_FALSE(window->isFileDragActive());
+    EXPECT_EQ(drags, (QList<bool>{true, false}));
+    EXPECT_FALSE(hoverAtDragEnd) << "the hover state was brought up to date first";
+    EXPECT_TRUE(window->ignoresMouseEvents());
+}
+
+TEST_F(CharacterWindowTest, ADragOfNothingUsableOrNoNewDragIsNoFileDrag) {
+    services.pointer->pressed = Qt::LeftButton;
+    scheduler.advance(1);
+    EXPECT_TRUE(drags.isEmpty()) << "a press with no new drag";
+    services.dragBoard->startDrag({"application/x-private"});
+    scheduler.advance(1);
+    EXPECT_TRUE(drags.isEmpty());
+    EXPECT_FALSE(window->isFileDragActive());
+}
+
+TEST_F(CharacterWindowTest, ADragUnderWayBeforeTheFirstLookIsNotNews) {
+    window.reset();
+    services.dragBoard->startDrag({"text/uri-list"});
+    services.pointer->pressed = Qt::LeftButton;
+    window = std::make_unique<CharacterWindow>();
+    window->onFileDrag = [this](bool active) { drags << active; };
+    window->setGeometry(100, 100, 64, 64);
+    window->show();
+    scheduler.advance(1);
+    EXPECT_TRUE(drags.isEmpty());
+    services.dragBoard->startDrag({"text/uri-list"});
+    scheduler.advance(tick);
+    EXPECT_EQ(drags, QList<bool>{true});
+}
+
+TEST_F(CharacterWindowTest, AHiddenWindowDoesNotLook) {
+    window->hide();
+    services.pointer->at = {132, 132};
+    services.pointer->pressed = Qt::LeftButton;
+    services.dragBoard->startDrag({"text/uri-list"});
+    scheduler.advance(1);
+    EXPECT_FALSE(window->isHovered());
+    EXPECT_TRUE(drags.isEmpty());
+}
+
+TEST_F(CharacterWindowTest, TheKeyWindowIsSolidAndFadesWhenItLosesTheFocus) {
+    window->makeKeyAndOrderFront();
+    ASSERT_TRUE(spinUntil([&] { return window->isActiveWindow(); }));
+    EXPECT_EQ(window->alphaTarget(), 1.0);
+    EXPECT_TRUE(spinUntil([&] { return std::abs(window->windowOpacity() - 1.0) < 0.01; }));
+
+    QWidget other;
+    other.setGeometry(400, 400, 100, 100);
+    other.show();
+    other.activateWindow();
+    ASSERT_TRUE(spinUntil([&] { return !window->isActiveWindow(); }));
+    scheduler.advance(0);
+    EXPECT_EQ(window->alphaTarget(), 0.5);
+    EXPECT_TRUE(spinUntil([&] { return std::abs(window->windowOpacity() - 0.5) < 0.01; }));
+}
+
+TEST_F(CharacterWindowTest, FramesAreStoredUnderANameAndRestored) {
+    EXPECT_FALSE(window->setFrameUsingName("Figure")) << "nothing stored yet";
+    window->setFrameAutosaveName("Figure");
+    EXPECT_EQ(Settings::value("Figure").toRect(), QRect(100, 100, 64, 64));
+    window->move(150, 160);
+    EXPECT_TRUE(spinUntil([] { return Settings::value("Figure").toRect() == QRect(150, 160, 64, 64); }));
+
+    CharacterWindow again;
+    ASSERT_TRUE(again.setFrameUsingName("Figure"));
+    EXPECT_EQ(again.geometry(), QRect(150, 160, 64, 64));
+
+    Settings::setValue("Lost", QRect(-5000, -5000, 64, 64));
+    EXPECT_FALSE(again.setFrameUsingName("Lost")) << "a frame on no screen";
+}
+
+TEST_F(CharacterWindowTest, AWindowWithoutASizeIsCentredOnceItGetsOne) {
+    CharacterWindow fresh;
+    EXPECT_EQ(fresh.width(), 0);
+    fresh.center();
+    fresh.setFrame(QRect(0, 0, 80, 60));
+    const QRect area = fresh.screen()->availableGeometry();
+    EXPECT_LE(std::abs(fresh.geometry().center().x() - area.center().x()), 1);
+    EXPECT_LE(std::abs(fresh.geometry().center().y() - area.center().y()), 1);
+    EXPECT_EQ(fresh.size(), QSize(80, 60));
+    fresh.setFrame(QRect(10, 10, 80, 60));
+    EXPECT_EQ(fresh.geometry().topLeft(), QPoint(10, 10)) << "only once";
+}
+
+TEST(CharacterWindowWithoutPointer, StaysSolidAndDoesNotWatch) {
+    TestEnvironment::freshSettings();
+    platform::install({});
+    base::VirtualScheduler scheduler;
+    CharacterWindow window;
+    EXPECT_FALSE(window.ignoresMouseEvents());
+    EXPECT_EQ(scheduler.pending(), 0);
+}

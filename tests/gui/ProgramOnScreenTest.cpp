@@ -1,0 +1,237 @@
+// The real program on a real X server, driven from outside as a person would: xdotool for the
+// pointer and keyboard, a screenshot for what shows. Needs the session that scripts/test starts.
+
+#include "platform/linux/X11.h"
+#include "support/CharacterFixture.h"
+#include "support/SpinUntil.h"
+
+#include <QDir>
+#include <QFile>
+#include <QGuiApplication>
+#include <QImage>
+#include <QJsonObject>
+#include <QMouseEvent>
+#include <QProcess>
+#include <QScreen>
+#include <QSettings>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QWidget>
+#include <QWindow>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <xcb/shape.h>
+
+namespace {
+
+QString run(const QString& program, const QStringList& arguments) {
+    QProcess process;
+    process.start(program, arguments);
+    if (!process.waitForFinished(10000) || process.exitCode() != 0) {
+        return {};
+    }
+    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
+}
+
+bool xdotool(const QStringList& arguments) {
+    return QProcess::execute("xdotool", arguments) == 0;
+}
+
+QRect geometryOf(const QString& window) {
+    QRect r;
+    for (const auto& line : run("xdotool", {"getwindowgeometry", "--shell", window}).split('\n')) {
+        const auto value = line.section('=', 1).toInt();
+        if (line.startsWith("X=")) {
+            r.moveLeft(value);
+        } else if (line.startsWith("Y=")) {
+            r.moveTop(value);
+        } else if (line.startsWith("WIDTH=")) {
+            r.setWidth(value);
+        } else if (line.startsWith("HEIGHT=")) {
+            r.setHeight(value);
+        }
+    }
+    return r;
+}
+
+// Rectangles of the window's input shape: none while clicks pass through it.
+int inputRectangles(const QString& window) {
+    auto* c = platform::x11::connection();
+    platform::x11::Reply<xcb_shape_get_rectangles_reply_t> reply(xcb_shape_get_rectangles_reply(
+        c, xcb_shape_get_rectangles(c, window.toUInt(), XCB_SHAPE_SK_INPUT), nullptr));
+    return reply ? static_cast<int>(reply->rectangles_len) : -1;
+}
+
+// An ordinary window behind the figure that notes where it was clicked.
+class Catcher : public QWidget {
+public:
+    QList<QPoint> clicks;
+
+protected:
+    void mousePressEvent(QMouseEvent* event) override { clicks << event->globalPosition().toPoint(); }
+};
+
+class Program {
+public:
+    explicit Program(const QString& home) {
+        auto env = QProcessEnvironment::systemEnvironment();
+        env.insert("HOME", home);
+        env.insert("XDG_CONFIG_HOME", home + "/config");
+        env.insert("XDG_DATA_HOME", home + "/data");
+        env.insert("XDG_CACHE_HOME", home + "/cache");
+        env.insert("XDG_RUNTIME_DIR", home + "/runtime");
+        env.insert("QT_QPA_PLATFORM", "xcb");
+        env.insert("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + home + "/no-bus");
+        env.remove("VANTLE_DESKTOP_KEY");
+        process.setProcessEnvironment(env);
+        process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        process.start(MIRK_APP_PATH, {});
+    }
+    ~Program() {
+        if (process.state() != QProcess::NotRunning) {
+            process.kill();
+            process.waitForFinished(5000);
+        }
+    }
+    // The visible window of the named character, once it shows.
+    QString window(const QString& name) {
+        QString found;
+        spinUntil(
+            [&] {
+                found = run("xdotool", {"search", "--onlyvisible", "--name", "^" + name + "$"})
+                            .section('\n', 0, 0);
+                return !found.isEmpty();
+            },
+            30000);
+        return found;
+    }
+    bool terminate() {
+        ::kill(static_cast<pid_t>(process.processId()), SIGTERM);
+        return process.waitForFinished(15000) && process.exitStatus() == QProcess::NormalExit &&
+               process.exitCode() == 0;
+    }
+    QProcess process;
+};
+
+class ProgramOnScreen : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (!platform::x11::connection() || QStandardPaths::findExecutable("xdotool").isEmpty() ||
+            QStandardPaths::findExecutable("import").isEmpty()) {
+            GTEST_SKIP() << "needs an X server, xdotool and ImageMagick";
+        }
+        const QString root = home.path();
+        for (const char* sub : {"config/Mirk Vantle Agents", "data/mirkvantle-agents", "cache", "runtime"}) {
+            QDir(root).mkpath(sub);
+        }
+        QFile::setPermissions(root + "/runtime", QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        QSettings settings(root + "/config/Mirk Vantle Agents/Mirk Vantle Agents.ini", QSettings::IniFormat);
+        settings.setValue("vantleURL", "http://127.0.0.1:1/app");
+        settings.setValue("idleAnimations", false);
+        settings.sync();
+
+        // Four agents, 48-pixel cells shown at twice the size: a disc with clear corners.
+        const auto disc = [](int x, int y) {
+            const int dx = x % 48 - 24;
+            const int dy = y % 48 - 24;
+            return dx * dx + dy * dy < 18 * 18 ? 255 : 0;
+        };
+        for (const char* id : {"dorn", "lirra", "morvo", "pelka"}) {
+            auto d = CharacterFixture::definition(id, 4, 3, 48);
+            d.insert("width", 96);
+            d.insert("height", 96);
+            fixture.add(id, d, disc);
+        }
+        ASSERT_TRUE(QFile::link(fixture.path(), root + "/data/mirkvantle-agents/Characters"));
+    }
+
+    QTemporaryDir home;
+    CharacterFixture fixture;
+};
+
+void keepScreenshot(const QRect& around, const QString& name) {
+    QDir().mkpath(MIRK_ARTEFACTS_DIR);
+    const QString whole = QString(MIRK_ARTEFACTS_DIR) + "/screen.png";
+    ASSERT_EQ(QProcess::execute("import", {"-window", "root", whole}), 0);
+    const QImage screen(whole);
+    ASSERT_FALSE(screen.isNull());
+    screen.copy(around).save(QString(MIRK_ARTEFACTS_DIR) + "/" + name);
+}
+
+} // namespace
+
+TEST_F(ProgramOnScreen, TheFigureStandsClicksThroughItsCornersMovesAndComesBackWhereItWasLeft) {
+    const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
+    QRect moved;
+    {
+        Program program(home.path());
+        const QString figure = program.window("Dorn");
+        ASSERT_FALSE(figure.isEmpty()) << "the figure never showed";
+        const QRect frame = geometryOf(figure);
+        EXPECT_EQ(frame.size(), QSize(96, 96));
+        EXPECT_LE((frame.center() - area.center()).manhattanLength(), 2) << "centred on the first start";
+
+        // What shows: the disc in the middle, and the desktop in the corners.
+        spinFor(500); // the entrance animation has ended
+        keepScreenshot(frame.adjusted(-16, -16, 16, 16), "figure.png");
+        const QImage shot(QString(MIRK_ARTEFACTS_DIR) + "/figure.png");
+        const QRgb middle = shot.pixel(16 + 48, 16 + 48);
+        const QRgb corner = shot.pixel(16 + 2, 16 + 2);
+        const QRgb outside = shot.pixel(2, 2);
+        EXPECT_GT(qRed(middle), qGreen(middle) + 60) << "the figure is drawn";
+        EXPECT_EQ(corner, outside) << "the corners are transparent";
+
+        Catcher catcher;
+        catcher.setGeometry(frame.adjusted(-60, -60, 60, 60));
+        catcher.show();
+        ASSERT_TRUE(spinUntil([&] { return catcher.windowHandle() && catcher.windowHandle()->isExposed(); }));
+        const QPoint cornerPoint = frame.topLeft() + QPoint(4, 4);
+        const QPoint middlePoint = frame.center();
+        const auto pointAt = [&](QPoint p, bool solid) {
+            EXPECT_TRUE(xdotool({"mousemove", QString::number(p.x()), QString::number(p.y())}));
+            return spinUntil([&] { return (inputRectangles(figure) > 0) == solid; });
+        };
+
+        ASSERT_TRUE(pointAt(cornerPoint, false)) << "clicks pass the transparent corner";
+        ASSERT_TRUE(xdotool({"click", "1"}));
+        ASSERT_TRUE(spinUntil([&] { return catcher.clicks.size() == 1; }));
+
+        ASSERT_TRUE(pointAt(middlePoint, true)) << "the figure's pixels take the pointer";
+        ASSERT_TRUE(xdotool({"click", "1"}));
+        EXPECT_TRUE(spinUntil([&] { return run("xdotool", {"getactivewindow"}) == figure; }))
+            << "the click went to the figure";
+
+        ASSERT_TRUE(pointAt(cornerPoint, false));
+        ASSERT_TRUE(xdotool({"click", "1"}));
+        ASSERT_TRUE(spinUntil([&] { return catcher.clicks.size() >= 2; }));
+        spinFor(200);
+        EXPECT_EQ(catcher.clicks, (QList<QPoint>{cornerPoint, cornerPoint})) << "the middle click never came";
+        catcher.hide();
+
+        // Dragging the figure by hand moves its window.
+        ASSERT_TRUE(pointAt(middlePoint, true));
+        ASSERT_TRUE(xdotool({"mousedown", "1"}));
+        for (int i = 0; i < 6; ++i) {
+            ASSERT_TRUE(xdotool({"mousemove_relative", "--", "20", "-10"}));
+        }
+        ASSERT_TRUE(xdotool({"mouseup", "1"}));
+        moved = frame.translated(120, -60);
+        EXPECT_TRUE(spinUntil([&] { return geometryOf(figure) == moved; })) << geometryOf(figure).x();
+
+        // Control+Alt+2 brings Lirra on stage, in the same window.
+        ASSERT_TRUE(xdotool({"key", "ctrl+alt+2"}));
+        EXPECT_TRUE(spinUntil([&] { return run("xdotool", {"getwindowname", figure}) == "Lirra"; }));
+        spinFor(800);
+        keepScreenshot(geometryOf(figure).adjusted(-16, -16, 16, 16), "lirra.png");
+
+        ASSERT_TRUE(program.terminate());
+    }
+
+    Program again(home.path());
+    const QString figure = again.window("Lirra");
+    ASSERT_FALSE(figure.isEmpty()) << "the last agent comes back";
+    EXPECT_EQ(geometryOf(figure), moved) << "where it was left";
+    EXPECT_TRUE(again.terminate());
+}

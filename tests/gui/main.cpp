@@ -1,0 +1,5 @@
+#include "support/TestEnvironment.h"
+
+int main(int argc, char** argv) {
+    return runTests(argc, argv, true);
+}
