@@ -12,6 +12,7 @@
 #include "character/CharacterWindow.h"
 #include "platform/Services.h"
 #include "stage/StageViewController.h"
+#include "workspace/ClientError.h"
 #include "workspace/LinkCommands.h"
 #include "workspace/VantleEvents.h"
 
@@ -136,8 +137,14 @@ void AppDelegate::setUpShortcuts() {
             }
         };
     };
-    // TODO(#6): Control+Alt+Space opens the chat, or closes it when the balloon has the focus.
     std::vector<std::pair<unsigned, std::function<void()>>> table;
+    table.emplace_back(HotKey::space, onStage([](StageViewController& s) {
+                           if (s.balloonPanel && s.balloonPanel->isActiveWindow()) {
+                               s.closeChat();
+                           } else {
+                               s.openChat(true);
+                           }
+                       }));
     table.emplace_back(HotKey::tab, onStage([](StageViewController& s) { s.bringOn(s.nextCharacter()); }));
     unsigned key = HotKey::digit1;
     for (const auto agent : VantleAgents::all) {
@@ -159,7 +166,12 @@ void AppDelegate::startVantleEvents() {
             return;
         }
         self->announcedKeyEnded = true;
-        // TODO(#6): the stage says that the key has ended, with a way to the settings.
+        if (self->stage) {
+            self->stage->notify(
+                VantleClient::ClientError::keyEnded().localizedDescription(), QStringLiteral("Alert"), 0,
+                base::pick(QStringLiteral("Click to open Settings ›"), QStringLiteral("Ava seaded ›")),
+                std::nullopt, BalloonStatus::warning, [] { emit AppEvents::shared().settingsRequested(); });
+        }
     };
     events.start();
     if (auto session = platform::services().sessionEvents) {

@@ -13,6 +13,8 @@ signals:
     void settingsDidChange();
     // The language in force may have changed.
     void languageDidChange();
+    // The user asked for the settings window.
+    void settingsRequested();
 
 private:
     AppEvents() = default;

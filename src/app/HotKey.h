@@ -14,6 +14,7 @@ class HotKey : public QObject {
     Q_OBJECT
 public:
     // X keysyms of the keys the program uses.
+    static constexpr unsigned space = 0x20;
     static constexpr unsigned tab = 0xff09;
     static constexpr unsigned digit1 = 0x31;
 

@@ -1,5 +1,7 @@
 #include "character/CharacterWindow.h"
 
+#include <QApplication>
+
 #include "app/Settings.h"
 #include "capture/Capture.h"
 #include "platform/Services.h"
@@ -243,8 +245,10 @@ void CharacterWindow::setIgnoresMouseEvents(bool ignore) {
 }
 
 void CharacterWindow::updateAlpha() {
-    // TODO(#6): the balloon having the focus keeps the figure solid too.
-    const double target = isActiveWindow() || hovered || fileDragActive ? 1.0 : 0.5;
+    // The figure is solid while the user deals with it or with its balloon.
+    const QWidget* active = QApplication::activeWindow();
+    const bool balloonActive = active && active->parentWidget() == this;
+    const double target = isActiveWindow() || balloonActive || hovered || fileDragActive ? 1.0 : 0.5;
     if (fade.endValue().toDouble() == target) {
         return;
     }

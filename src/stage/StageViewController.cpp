@@ -142,7 +142,7 @@ void StageViewController::playerWillSwitchTo(CharacterPlayer&, const CharacterSh
 
 void StageViewController::playerDidSwitchTo(CharacterPlayer&, const CharacterSheet& sheet) {
     Settings::setValue(QLatin1String(Settings::Key::lastUsedAgent), sheet.definition.id);
-    // TODO(#6): point the chat at VantleAgents::fromRawValue(sheet.definition.id), dorn when none.
+    chatSession.setAgent(VantleAgents::fromRawValue(sheet.definition.id).value_or(VantleAgent::dorn));
 }
 
 void StageViewController::appear(bool entrance) {
@@ -278,8 +278,8 @@ void StageViewController::applySize(const CharacterSheet& sheet) {
         top = std::max(std::min(top, area.y() + area.height() - height), area.y());
     }
     const bool animate = old.width() > 0 && w->isVisible();
+    // The balloon follows the window's new frame by itself.
     w->setFrame(QRect(x, top, width, height), animate ? 0.2 : 0);
-    // TODO(#6): place the balloon again against the new frame.
 }
 
 void StageViewController::move(QPoint to) {
@@ -294,7 +294,6 @@ void StageViewController::move(QPoint to) {
         return;
     }
     w->setFrame(QRect(to, frame.size()), std::clamp(distance / 500.0, 0.3, 3.0), QEasingCurve::InOutQuad);
-    // TODO(#6): place the balloon again once the window has arrived.
 }
 
 bool StageViewController::keyDown(int key) {
@@ -322,8 +321,29 @@ void StageViewController::showContextMenu(QPoint at) {
     noteInteraction();
     auto* menu = new QMenu;
     menu->setAttribute(Qt::WA_DeleteOnClose);
-    // TODO(#6): "Chat with <agent>…" and "New Conversation" come first.
     QPointer<StageViewController> self(this);
+    const VantleAgent agent = vantleAgent();
+    static const char* const estonianChat[] = {"Vestle Dorniga…", "Vestle Lirraga…", "Vestle Morvoga…",
+                                               "Vestle Pelkaga…"};
+    auto* chat = menu->addAction(
+        base::pick(QStringLiteral("Chat with ") + VantleAgents::displayName(agent) + QStringLiteral("…"),
+                   QString::fromUtf8(estonianChat[static_cast<int>(agent)])),
+        menu, [self] {
+            if (self) {
+                self->openChat(true);
+            }
+        });
+    chat->setShortcut(QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_Space));
+    chat->setShortcutVisibleInContextMenu(true);
+    menu->addAction(base::pick(QStringLiteral("New Conversation"), QStringLiteral("Uus vestlus")), menu,
+                    [self] {
+                        if (self) {
+                            self->chatSession.setAgent(self->vantleAgent());
+                            self->chatSession.reset();
+                            self->openChat(true);
+                        }
+                    });
+    menu->addSeparator();
     menu->addAction(base::pick(QStringLiteral("Hide"), QStringLiteral("Peida")), menu, [self] {
         if (self) {
             self->playerWantsToDisappear(self->player());
@@ -331,6 +351,3 @@ void StageViewController::showContextMenu(QPoint at) {
     });
     menu->popup(at);
 }
-
-// TODO(#6): closes the balloon; until it exists there is nothing to close.
-void StageViewController::closeChat() {}

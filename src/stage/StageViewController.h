@@ -1,14 +1,23 @@
 #pragma once
 
+#include "activity/DailyReport.h"
 #include "app/VantleAgent.h"
+#include "base/Result.h"
 #include "base/Scheduler.h"
 #include "character/CharacterPlayerDelegate.h"
 #include "character/CharacterView.h"
+#include "chat/ChatSession.h"
+#include "stage/BalloonPanel.h"
+#include "stage/BalloonStatus.h"
+#include "workspace/ClientError.h"
+#include "workspace/VantleDocument.h"
 
 #include <QObject>
 #include <QPoint>
 #include <QPointer>
 #include <QString>
+#include <QStringList>
+#include <QUrl>
 
 #include <functional>
 #include <list>
@@ -19,6 +28,7 @@
 class CharacterPlayer;
 class CharacterSheet;
 class CharacterWindow;
+class QTextToSpeech;
 
 // The controller of the one figure on the desktop: the content of the CharacterWindow, whose
 // view is the CharacterView, and the player's delegate. One object over several subsystems;
@@ -62,9 +72,38 @@ public:
 
     std::optional<HandOver> handOver;
 
-    // --- Conversation (stage/StageViewController.cpp until the balloon lands) ---
+    // --- Conversation (stage/StageConversation.cpp) ---
 
+    void openChat(bool focusInput);
+    // Safe in any state.
     void closeChat();
+    void say(const QString& text, const std::optional<QString>& animation = std::nullopt);
+    // A notice; seconds above 0 close it by itself unless the user has turned to it.
+    void notify(const QString& text, const std::optional<QString>& animation, double seconds,
+                const std::optional<QString>& hint, const std::optional<QString>& title, BalloonStatus status,
+                std::function<void()> action);
+    // A notice whose click opens a link or a file.
+    void notify(const QString& text, const std::optional<QString>& animation, double seconds,
+                const QUrl& url);
+    BalloonPanel& makeBalloon(bool activate);
+    void showNotConnected(BalloonPanel& panel);
+    void show(const VantleClient::ClientError& error, BalloonPanel& panel);
+    void send(const QString& question, const std::optional<QString>& choiceRef);
+    static QString greeting(VantleAgent agent);
+    // The animations that act out a workspace tool, in order of preference.
+    static QStringList animations(const QString& tool);
+    void showReportProgress(const QDate& day);
+    void showReport(const base::Result<DailyReport::Report, DailyReport::ReportError>& result,
+                    const QDate& day);
+
+    QPointer<BalloonPanel> balloonPanel;
+    std::function<void()> pendingAction;
+    base::Timer autoDismissWorkItem;
+    ChatSession chatSession;
+    // Documents dropped on the figure, which go with the next question.
+    QList<VantleDocument> droppedDocuments;
+    // Says a text aloud; the default uses the system's speech service.
+    std::function<void(const QString& text)> speaker;
 
     // --- Receiving (capture/StageReceiving.cpp) ---
 
@@ -87,6 +126,11 @@ private:
     void stepIn();
     void applySize(const CharacterSheet& sheet);
     void noteInteraction();
+    void appearIfHidden();
+    void placeBalloon();
+    void speak(const QString& text);
+    void stopSpeaking();
+    QPointer<QTextToSpeech> speech;
 
     QPointer<CharacterView> characterView;
     std::unique_ptr<CharacterPlayer> characterPlayer;
