@@ -28,19 +28,24 @@ Timer QtScheduler::start(double seconds, bool repeating, std::function<void()> f
     entry->fn = std::move(fn);
     entry->repeating = repeating;
 
-    auto* timer = new QTimer;
+    // The scheduler holds every call still to come, and its timer, so that a task waiting on
+    // one is never left unreachable.
+    auto* timer = new QTimer(&owner);
+    live.emplace(entry.get(), entry);
     timer->setSingleShot(!repeating);
     timer->setInterval(static_cast<int>(std::lround(std::max(0.0, seconds) * 1000.0)));
 
     QPointer<QTimer> guard(timer);
-    entry->stop = [guard] {
+    const Timer::Entry* key = entry.get();
+    entry->stop = [this, guard, key] {
         if (guard) {
             guard->stop();
             guard->deleteLater();
         }
+        live.erase(key);
     };
     std::weak_ptr<Timer::Entry> weak = entry;
-    QObject::connect(timer, &QTimer::timeout, timer, [weak, timer] {
+    QObject::connect(timer, &QTimer::timeout, timer, [this, weak, timer, key] {
         auto e = weak.lock();
         if (!e || e->cancelled) {
             timer->stop();
@@ -52,6 +57,7 @@ Timer QtScheduler::start(double seconds, bool repeating, std::function<void()> f
             e->stop = nullptr;
             auto fn = std::move(e->fn);
             timer->deleteLater();
+            live.erase(key);
             if (fn) {
                 fn();
             }

@@ -3,6 +3,10 @@
 #include "base/Scheduler.h"
 
 #include <QElapsedTimer>
+#include <QObject>
+
+#include <memory>
+#include <unordered_map>
 
 namespace base {
 
@@ -18,6 +22,8 @@ public:
 private:
     Timer start(double seconds, bool repeating, std::function<void()> fn);
     QElapsedTimer elapsed;
+    QObject owner;
+    std::unordered_map<const Timer::Entry*, std::shared_ptr<Timer::Entry>> live;
 };
 
 } // namespace base

@@ -1,6 +1,7 @@
 #include "stage/StageViewController.h"
 
 #include "app/AppEvents.h"
+#include "app/AppIdentity.h"
 #include "app/Settings.h"
 #include "base/Text.h"
 #include "character/CharacterPlayer.h"
@@ -112,6 +113,7 @@ void StageViewController::placeBalloon() {
 BalloonPanel& StageViewController::makeBalloon(bool activate) {
     if (!balloonPanel) {
         auto* panel = new BalloonPanel(window());
+        panel->setWindowTitle(QLatin1String(AppIdentity::name));
         QPointer<StageViewController> self(this);
         BalloonView& view = panel->balloon();
         view.onSubmit = [self](const QString& text) {

@@ -103,7 +103,7 @@ TEST_F(AppDelegateStageTest, WithoutCharactersTheWindowStaysHidden) {
 TEST_F(AppDelegateStageTest, TheShortcutsBringTheAgentsOnAndOneHeldElsewhereCostsOnlyItself) {
     services.hotKeys->heldElsewhere = {HotKey::digit1 + 2};
     launch();
-    EXPECT_EQ(app->shortcuts.size(), 4u) << "Tab, 1, 2 and 4";
+    EXPECT_EQ(app->shortcuts.size(), 5u) << "Space, Tab, 1, 2 and 4";
     EXPECT_FALSE(services.hotKeys->press(HotKey::digit1 + 2));
 
     ASSERT_TRUE(services.hotKeys->press(HotKey::digit1 + 1));

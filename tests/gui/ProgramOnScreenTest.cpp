@@ -3,12 +3,14 @@
 
 #include "platform/linux/X11.h"
 #include "support/CharacterFixture.h"
+#include "support/SimProcess.h"
 #include "support/SpinUntil.h"
 
 #include <QDir>
 #include <QFile>
 #include <QGuiApplication>
 #include <QImage>
+#include <QJsonArray>
 #include <QJsonObject>
 #include <QMouseEvent>
 #include <QProcess>
@@ -75,7 +77,7 @@ protected:
 
 class Program {
 public:
-    explicit Program(const QString& home) {
+    explicit Program(const QString& home, const QString& desktopKey = {}) {
         auto env = QProcessEnvironment::systemEnvironment();
         env.insert("HOME", home);
         env.insert("XDG_CONFIG_HOME", home + "/config");
@@ -85,6 +87,9 @@ public:
         env.insert("QT_QPA_PLATFORM", "xcb");
         env.insert("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + home + "/no-bus");
         env.remove("VANTLE_DESKTOP_KEY");
+        if (!desktopKey.isEmpty()) {
+            env.insert("VANTLE_DESKTOP_KEY", desktopKey);
+        }
         process.setProcessEnvironment(env);
         process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
         process.start(MIRK_APP_PATH, {});
@@ -234,4 +239,54 @@ TEST_F(ProgramOnScreen, TheFigureStandsClicksThroughItsCornersMovesAndComesBackW
     ASSERT_FALSE(figure.isEmpty()) << "the last agent comes back";
     EXPECT_EQ(geometryOf(figure), moved) << "where it was left";
     EXPECT_TRUE(again.terminate());
+}
+
+TEST_F(ProgramOnScreen, ControlAltSpaceOpensTheChatAndTheAnswerComesBack) {
+    if (!SimProcess::available()) {
+        GTEST_SKIP() << "built without the workspace simulator";
+    }
+    SimProcess sim;
+    ASSERT_TRUE(sim.isRunning());
+    {
+        QSettings settings(home.path() + "/config/Mirk Vantle Agents/Mirk Vantle Agents.ini",
+                           QSettings::IniFormat);
+        settings.setValue("vantleURL", sim.baseUrl().toString());
+        settings.sync();
+    }
+    Program program(home.path(), sim.desktopKey());
+    const QString figure = program.window("Dorn");
+    ASSERT_FALSE(figure.isEmpty());
+
+    ASSERT_TRUE(xdotool({"key", "ctrl+alt+space"}));
+    const QString balloon = program.window("Mirk Vantle Agents");
+    ASSERT_FALSE(balloon.isEmpty()) << "the balloon opens";
+    ASSERT_TRUE(spinUntil([&] { return run("xdotool", {"getactivewindow"}) == balloon; }))
+        << "and takes the keyboard for typing";
+    ASSERT_TRUE(xdotool({"type", "--delay", "20", "Tere, Dorn"}));
+    ASSERT_TRUE(xdotool({"key", "Return"}));
+
+    // The question reaches the workspace as a turn, and the answer streams back.
+    QJsonObject turn;
+    ASSERT_TRUE(spinUntil(
+        [&] {
+            for (const auto& r : sim.requests()) {
+                if (r.toObject().value("path").toString().endsWith("/turn")) {
+                    turn = r.toObject();
+                    return true;
+                }
+            }
+            return false;
+        },
+        30000));
+    const QByteArray body = QByteArray::fromBase64(turn.value("body_base64").toString().toLatin1());
+    EXPECT_TRUE(body.startsWith(R"({"message":"Tere, Dorn","turnId":"desktop_)")) << body.toStdString();
+    spinFor(1500);
+    keepScreenshot(geometryOf(balloon).united(geometryOf(figure)).adjusted(-16, -16, 16, 16), "chat.png");
+
+    // Ctrl+Alt+Space again, with the balloon active, closes it.
+    ASSERT_TRUE(xdotool({"key", "ctrl+alt+space"}));
+    EXPECT_TRUE(spinUntil([&] {
+        return run("xdotool", {"search", "--onlyvisible", "--name", "^Mirk Vantle Agents$"}).isEmpty();
+    }));
+    EXPECT_TRUE(program.terminate());
 }

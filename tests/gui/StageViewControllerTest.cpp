@@ -244,9 +244,12 @@ TEST_F(StageTest, TheContextMenuOpensOnlyWithACharacterAndHidesTheFigure) {
     ASSERT_TRUE(spinUntil([] { return QApplication::activePopupWidget() != nullptr; }));
     auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
     ASSERT_TRUE(menu);
-    ASSERT_EQ(menu->actions().size(), 1);
-    EXPECT_EQ(menu->actions().at(0)->text(), "Hide");
-    menu->actions().at(0)->trigger();
+    ASSERT_EQ(menu->actions().size(), 4);
+    EXPECT_EQ(menu->actions().at(0)->text(), "Chat with Dorn…");
+    EXPECT_EQ(menu->actions().at(1)->text(), "New Conversation");
+    EXPECT_TRUE(menu->actions().at(2)->isSeparator());
+    EXPECT_EQ(menu->actions().at(3)->text(), "Hide");
+    menu->actions().at(3)->trigger();
     menu->close();
     watch(1);
     EXPECT_TRUE(player().isHidden);
