@@ -273,13 +273,20 @@ void StageViewController::notify(const QString& text, const std::optional<QStrin
 }
 
 void StageViewController::show(const VantleClient::ClientError& error, BalloonPanel& panel) {
-    panel.balloon().showMessage(error.localizedDescription(), true, std::nullopt, false,
-                                BalloonStatus::failure);
+    showFailure(error.localizedDescription(), panel);
+}
+
+void StageViewController::showFailure(const QString& text, BalloonPanel& panel) {
+    panel.balloon().showMessage(text, true, std::nullopt, false, BalloonStatus::failure);
     placeBalloon();
+    playNext(errorShown);
+}
+
+void StageViewController::playNext(const QStringList& names, bool loops) {
     QPointer<StageViewController> self(this);
-    player().stop([self] {
+    player().stop([self, names, loops] {
         if (self) {
-            self->player().play(errorShown);
+            self->player().play(names, loops);
         }
     });
 }
@@ -328,11 +335,7 @@ void StageViewController::send(const QString& question, const std::optional<QStr
         }
         if (!progress->sawText) {
             progress->sawText = true;
-            self->player().stop([self] {
-                if (self) {
-                    self->player().play(firstText);
-                }
-            });
+            self->playNext(firstText);
         }
         asked->balloon().showMessage(text, true, std::nullopt, false, BalloonStatus::working);
         self->placeBalloon();
@@ -346,11 +349,7 @@ void StageViewController::send(const QString& question, const std::optional<QStr
             return;
         }
         progress->lastTool = name;
-        self->player().stop([self, names] {
-            if (self) {
-                self->player().play(names, true);
-            }
-        });
+        self->playNext(names, true);
     };
     handlers.completion = [self, asked, current](const ChatSession::Result& result) {
         if (!current()) {
@@ -365,12 +364,7 @@ void StageViewController::send(const QString& question, const std::optional<QStr
         asked->balloon().showLinks(answer.links);
         self->placeBalloon();
         self->speak(answer.text);
-        const QStringList names = answer.links.isEmpty() ? answerWithoutLinks : answerWithLinks;
-        self->player().stop([self, names] {
-            if (self) {
-                self->player().play(names);
-            }
-        });
+        self->playNext(answer.links.isEmpty() ? answerWithoutLinks : answerWithLinks);
     };
     handlers.onOptions = [self, asked, current](const QList<ChatChoice>& choices) {
         if (!current() || choices.isEmpty()) {
@@ -403,15 +397,7 @@ void StageViewController::showReport(
     BalloonPanel& panel = makeBalloon(false);
     if (!result) {
         pendingAction = nullptr;
-        panel.balloon().showMessage(result.error().localizedDescription(), true, std::nullopt, false,
-                                    BalloonStatus::failure);
-        placeBalloon();
-        QPointer<StageViewController> self(this);
-        player().stop([self] {
-            if (self) {
-                self->player().play(errorShown);
-            }
-        });
+        showFailure(result.error().localizedDescription(), panel);
         return;
     }
     const QString path = result->path;
@@ -424,12 +410,7 @@ void StageViewController::showReport(
     panel.balloon().showMessage(result->headline, false, DailyReport::openHint(day), true,
                                 BalloonStatus::success);
     placeBalloon();
-    QPointer<StageViewController> self(this);
-    player().stop([self] {
-        if (self) {
-            self->player().play(reportReady);
-        }
-    });
+    playNext(reportReady);
 }
 
 void StageViewController::speak(const QString& text) {

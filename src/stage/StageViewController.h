@@ -129,6 +129,9 @@ private:
     void appearIfHidden();
     void placeBalloon();
     void speak(const QString& text);
+    void showFailure(const QString& text, BalloonPanel& panel);
+    // Lets the running animation end its pass, then plays the first of the names.
+    void playNext(const QStringList& names, bool loops = false);
     void stopSpeaking();
     QPointer<QTextToSpeech> speech;
 
