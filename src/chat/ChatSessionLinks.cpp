@@ -8,14 +8,19 @@
 
 namespace {
 
-// Built once: they run over the whole answer at every streamed piece.
+// Built once: they run over the whole answer at every streamed piece. A link ends at any Unicode
+// space, no-break ones included; by default \s would stand for the ASCII ones only.
+constexpr auto unicodeSpaces = QRegularExpression::UseUnicodePropertiesOption;
+
 const QRegularExpression& markdownLink() {
-    static const QRegularExpression expression(QStringLiteral(R"(\[([^\]]*)\]\(((?:https?://|/)[^)\s]+)\))"));
+    static const QRegularExpression expression(QStringLiteral(R"(\[([^\]]*)\]\(((?:https?://|/)[^)\s]+)\))"),
+                                               unicodeSpaces);
     return expression;
 }
 
 const QRegularExpression& bareURL() {
-    static const QRegularExpression expression(QStringLiteral(R"(\(?(https?://[^\s)]*[^\s).,;:!?])\)?)"));
+    static const QRegularExpression expression(QStringLiteral(R"(\(?(https?://[^\s)]*[^\s).,;:!?])\)?)"),
+                                               unicodeSpaces);
     return expression;
 }
 

@@ -9,6 +9,7 @@
 #include "platform/Pointer.h"
 #include "platform/SecretStore.h"
 #include "platform/SessionEvents.h"
+#include "platform/Speech.h"
 #include "platform/WindowTraits.h"
 
 #include <memory>
@@ -29,6 +30,7 @@ struct Services {
     std::shared_ptr<Desktop> desktop;
     std::shared_ptr<Autostart> autostart;
     std::shared_ptr<WindowTraits> windowTraits;
+    std::shared_ptr<Speech> speech;
 };
 
 Services& services();

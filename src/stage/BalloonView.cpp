@@ -19,10 +19,8 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMenu>
 #include <QMimeData>
 #include <QMouseEvent>
-#include <QTextLayout>
 
 #include <algorithm>
 #include <initializer_list>
@@ -32,39 +30,6 @@ namespace {
 constexpr int detailLines = 8;
 constexpr int rowWidth = ChipFlow::maxRowWidth;
 
-// The text broken into lines at the given width, at most maxLines of them; when text is left
-// over, the last line takes the rest and ends in an ellipsis. A word longer than a line is
-// broken too.
-QString clampLines(const QString& text, const QFont& font, int width, int maxLines) {
-    // A text layout breaks lines only at a line separator, never at a line feed.
-    QString flowing = text;
-    flowing.replace(QLatin1Char('\n'), QChar::LineSeparator);
-    QStringList lines;
-    QTextLayout layout(flowing, font);
-    QTextOption option;
-    option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
-    layout.setTextOption(option);
-    layout.beginLayout();
-    int lastStart = 0;
-    bool cut = false;
-    for (QTextLine line = layout.createLine(); line.isValid(); line = layout.createLine()) {
-        line.setLineWidth(width);
-        if (lines.size() == maxLines) {
-            cut = true;
-            break;
-        }
-        lastStart = line.textStart();
-        lines << text.mid(line.textStart(), line.textLength()).trimmed();
-    }
-    layout.endLayout();
-    if (cut) {
-        QString rest = text.mid(lastStart);
-        rest.replace(QLatin1Char('\n'), QLatin1Char(' '));
-        lines.last() = QFontMetrics(font).elidedText(rest, Qt::ElideRight, width);
-    }
-    return lines.join(QLatin1Char('\n'));
-}
-
 QLabel* makeLabel(QWidget* parent, const QFont& font, const QColor& color) {
     auto* label = new QLabel(parent);
     label->setFont(font);
@@ -73,15 +38,6 @@ QLabel* makeLabel(QWidget* parent, const QFont& font, const QColor& color) {
     p.setColor(QPalette::WindowText, color);
     label->setPalette(p);
     return label;
-}
-
-QWidget* makeList(QWidget* parent, QBoxLayout* layout, int spacing) {
-    auto* list = new QWidget(parent);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(spacing);
-    list->setLayout(layout);
-    list->hide();
-    return list;
 }
 
 // Redoes every pending layout from the innermost out, so that sizes read right after a change
@@ -116,7 +72,35 @@ QWidget* BalloonView::makeCard() {
     auto* column = new QVBoxLayout(cardSurface);
     column->setContentsMargins(14, 12, 10, 14);
     column->setSpacing(6);
+    column->addLayout(makeTitleRow());
 
+    message = new MessageText(cardSurface);
+    message->viewport()->installEventFilter(this);
+    column->addWidget(message);
+
+    detail = new DetailLabel(rowWidth, detailLines, cardSurface);
+    column->addWidget(detail);
+
+    links = new RowList(3, cardSurface);
+    column->addWidget(links);
+
+    choiceBox = new ChoiceList(cardSurface);
+    choiceBox->onPick = [this](int index) { pick(index); };
+    column->addWidget(choiceBox);
+
+    decisionBox = new DecisionRow(cardSurface);
+    wireDecision();
+    column->addWidget(decisionBox);
+
+    hint = makeLabel(cardSurface, BalloonStyle::font(11, QFont::Medium), BalloonStyle::secondaryLabel());
+    hint->setWordWrap(true);
+    hint->installEventFilter(this);
+    hint->hide();
+    column->addWidget(hint);
+    return cardSurface;
+}
+
+QBoxLayout* BalloonView::makeTitleRow() {
     auto* titleRow = new QHBoxLayout;
     titleRow->setSpacing(6);
     icon = new SymbolView(15, cardSurface);
@@ -141,60 +125,29 @@ QWidget* BalloonView::makeCard() {
     titleRow->addWidget(titleText, 0, Qt::AlignVCenter);
     titleRow->addStretch(1);
     titleRow->addWidget(closer, 0, Qt::AlignVCenter);
-    column->addLayout(titleRow);
+    return titleRow;
+}
 
-    message = new MessageText(cardSurface);
-    message->viewport()->installEventFilter(this);
-    column->addWidget(message);
-
-    detail = makeLabel(cardSurface, BalloonStyle::font(12), BalloonStyle::secondaryLabel());
-    detail->hide();
-    column->addWidget(detail);
-
-    links = makeList(cardSurface, new QVBoxLayout, 3);
-    column->addWidget(links);
-
-    choiceBox = makeList(cardSurface, new QVBoxLayout, ChipFlow::spacing);
-    column->addWidget(choiceBox);
-
-    // The buttons' texts are settled now, in the language of this moment.
-    decisionBox = makeList(cardSurface, new QHBoxLayout, 6);
-    approve = new PillButton(PillButton::Kind::prominent,
-                             base::pick(QStringLiteral("Approve"), QStringLiteral("Kinnita")), decisionBox);
-    review = new PillButton(PillButton::Kind::plain,
-                            base::pick(QStringLiteral("Review"), QStringLiteral("Vaata üle")), decisionBox);
-    decline = new PillButton(PillButton::Kind::destructive,
-                             base::pick(QStringLiteral("Decline"), QStringLiteral("Keeldu")), decisionBox);
-    for (auto* button : {approve, review, decline}) {
-        button->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
-        decisionBox->layout()->addWidget(button);
-    }
-    connect(approve, &QAbstractButton::clicked, this, [this] {
+void BalloonView::wireDecision() {
+    // Each answer runs a copy of its closure: it may end the decision that holds it.
+    connect(approveButton(), &QAbstractButton::clicked, this, [this] {
         if (decision && decision->approve) {
             const auto act = decision->approve;
             act(comment());
         }
     });
-    connect(review, &QAbstractButton::clicked, this, [this] {
+    connect(reviewButton(), &QAbstractButton::clicked, this, [this] {
         if (decision && decision->review) {
             const auto act = decision->review;
             act();
         }
     });
-    connect(decline, &QAbstractButton::clicked, this, [this] {
+    connect(declineButton(), &QAbstractButton::clicked, this, [this] {
         if (decision && decision->decline) {
             const auto act = decision->decline;
             act(comment());
         }
     });
-    column->addWidget(decisionBox);
-
-    hint = makeLabel(cardSurface, BalloonStyle::font(11, QFont::Medium), BalloonStyle::secondaryLabel());
-    hint->setWordWrap(true);
-    hint->installEventFilter(this);
-    hint->hide();
-    column->addWidget(hint);
-    return cardSurface;
 }
 
 QWidget* BalloonView::makeInputBar() {
@@ -307,35 +260,18 @@ void BalloonView::focusInput() {
     field->setFocus(Qt::OtherFocusReason);
 }
 
-void BalloonView::clearRows(QWidget* list) {
-    auto* layout = list->layout();
-    while (auto* item = layout->takeAt(0)) {
-        // Later, not now: the row may be the sender of the click that got us here.
-        if (auto* w = item->widget()) {
-            w->hide();
-            w->deleteLater();
-        }
-        delete item;
-    }
-}
-
 void BalloonView::showLinks(const QList<WebLink>& shown) {
-    clearRows(links);
-    if (shown.isEmpty()) {
-        links->hide();
-        return;
-    }
+    links->clear();
     for (const auto& link : shown) {
-        static_cast<QBoxLayout*>(links->layout())->addWidget(new LinkRow(link, links), 0, Qt::AlignLeft);
+        links->add(new LinkRow(link, links), Qt::AlignLeft);
     }
-    links->show();
 }
 
 QList<LinkRow*> BalloonView::linkRows() const {
     QList<LinkRow*> rows;
-    for (int i = 0; i < links->layout()->count(); ++i) {
-        if (auto* row = qobject_cast<LinkRow*>(links->layout()->itemAt(i)->widget())) {
-            rows << row;
+    for (auto* row : links->rows()) {
+        if (auto* link = qobject_cast<LinkRow*>(row)) {
+            rows << link;
         }
     }
     return rows;
@@ -345,89 +281,7 @@ void BalloonView::showChoices(const QList<ChatChoice>& offered,
                               std::function<void(const ChatChoice&)> onPick) {
     onChoice = std::move(onPick);
     offer = offered;
-    menu = nullptr;
-    clearRows(choiceBox);
-    if (offered.isEmpty()) {
-        choiceBox->hide();
-        return;
-    }
-    choiceBox->show();
-
-    QList<int> refs;
-    for (int i = 0; i < offered.size(); ++i) {
-        if (offered[i].ref) {
-            refs << i;
-        }
-    }
-    const auto n = refs.size();
-    QList<QWidget*> views;
-    if (n >= 5) {
-        auto* pullDown = new PillButton(
-            PillButton::Kind::pullDown,
-            base::pick(QStringLiteral("Choose (%1)"), QStringLiteral("Vali (%1)")).arg(n), choiceBox);
-        auto* list = new QMenu(pullDown);
-        list->setAttribute(Qt::WA_TranslucentBackground);
-        list->setWindowFlags(list->windowFlags() | Qt::FramelessWindowHint | Qt::NoDropShadowWindowHint);
-        list->setFont(BalloonStyle::font(12));
-        list->setStyleSheet(QStringLiteral(
-            "QMenu { background: rgba(252, 252, 253, 250); border: 1px solid rgba(0, 0, 0, 36); "
-            "border-radius: 10px; padding: 5px; }"
-            "QMenu::item { padding: 5px 16px 5px 10px; border-radius: 6px; color: rgba(0, 0, 0, 217); }"
-            "QMenu::item:selected { background: rgb(0, 122, 255); color: white; }"));
-        for (const int r : refs) {
-            // A choice offered twice is picked as its first occurrence.
-            const auto first = std::find(offered.begin(), offered.end(), offered[r]) - offered.begin();
-            list->addAction(offered[r].label)->setData(static_cast<int>(first));
-        }
-        connect(list, &QMenu::triggered, this, [this, list](QAction* action) {
-            if (menu == list) {
-                menuPicked(action->data());
-            }
-        });
-        connect(pullDown, &QAbstractButton::clicked, list,
-                [list, pullDown] { list->popup(pullDown->mapToGlobal(QPoint(0, pullDown->height() + 4))); });
-        menu = list;
-        views << pullDown;
-    }
-    for (int i = 0; i < offered.size(); ++i) {
-        if (n < 5 || !offered[i].ref) {
-            auto* chip = new PillButton(PillButton::Kind::chip, offered[i].label, choiceBox);
-            connect(chip, &QAbstractButton::clicked, this, [this, i] { pick(i); });
-            views << chip;
-        }
-    }
-
-    QList<int> widths;
-    for (auto* view : views) {
-        widths << view->sizeHint().width();
-    }
-    for (const auto& indices : ChipFlow::rows(widths)) {
-        auto* line = new QWidget(choiceBox);
-        auto* row = new QHBoxLayout(line);
-        row->setContentsMargins(0, 0, 0, 0);
-        row->setSpacing(ChipFlow::spacing);
-        for (const int index : indices) {
-            views[index]->setParent(line);
-            views[index]->setMaximumWidth(rowWidth);
-            row->addWidget(views[index]);
-        }
-        row->addStretch(1);
-        choiceBox->layout()->addWidget(line);
-    }
-}
-
-QList<PillButton*> BalloonView::choiceButtons() const {
-    QList<PillButton*> buttons;
-    for (int i = 0; i < choiceBox->layout()->count(); ++i) {
-        if (auto* line = choiceBox->layout()->itemAt(i)->widget()) {
-            for (int j = 0; j < line->layout()->count(); ++j) {
-                if (auto* button = qobject_cast<PillButton*>(line->layout()->itemAt(j)->widget())) {
-                    buttons << button;
-                }
-            }
-        }
-    }
-    return buttons;
+    choiceBox->setChoices(offered);
 }
 
 void BalloonView::pick(int index) {
@@ -440,18 +294,11 @@ void BalloonView::pick(int index) {
     handler(choice);
 }
 
-void BalloonView::menuPicked(const QVariant& data) {
-    if (data.typeId() != QMetaType::Int) {
-        return;
-    }
-    pick(data.toInt());
-}
-
 void BalloonView::showDecision(const QString& detailText, Decision answers) {
     if (detailText.isEmpty()) {
         detail->hide();
     } else {
-        detail->setText(clampLines(detailText, detail->font(), rowWidth, detailLines));
+        detail->setDetail(detailText);
         detail->show();
     }
     decision = std::move(answers);
@@ -477,7 +324,8 @@ void BalloonView::endDecision() {
 }
 
 void BalloonView::setDecisionEnabled(bool flag) {
-    for (QWidget* w : std::initializer_list<QWidget*>{approve, review, decline, field}) {
+    for (QWidget* w :
+         std::initializer_list<QWidget*>{approveButton(), reviewButton(), declineButton(), field}) {
         w->setEnabled(flag);
     }
 }

@@ -2,11 +2,12 @@
 
 #include "chat/WebLink.h"
 #include "stage/BalloonStatus.h"
+#include "stage/ChoiceList.h"
+#include "stage/DecisionRow.h"
+#include "stage/DetailLabel.h"
 #include "workspace/ChatChoice.h"
 
 #include <QList>
-#include <QMenu>
-#include <QPointer>
 #include <QWidget>
 
 #include <functional>
@@ -17,6 +18,7 @@ class ElidedLabel;
 class LinkRow;
 class MessageText;
 class PillButton;
+class QBoxLayout;
 class QLabel;
 class QLineEdit;
 class QMimeData;
@@ -106,12 +108,12 @@ public:
     QWidget* linkList() const { return links; }
     QList<LinkRow*> linkRows() const;
     QWidget* choiceList() const { return choiceBox; }
-    QList<PillButton*> choiceButtons() const;
-    QMenu* choiceMenu() const { return menu; }
+    QList<PillButton*> choiceButtons() const { return choiceBox->buttons(); }
+    QMenu* choiceMenu() const { return choiceBox->menu(); }
     QWidget* decisionRow() const { return decisionBox; }
-    PillButton* approveButton() const { return approve; }
-    PillButton* reviewButton() const { return review; }
-    PillButton* declineButton() const { return decline; }
+    PillButton* approveButton() const { return decisionBox->approveButton(); }
+    PillButton* reviewButton() const { return decisionBox->reviewButton(); }
+    PillButton* declineButton() const { return decisionBox->declineButton(); }
     QLabel* hintLabel() const { return hint; }
     QLineEdit* input() const { return field; }
     SymbolButton* sendButton() const { return send; }
@@ -128,12 +130,12 @@ protected:
 
 private:
     QWidget* makeCard();
+    QBoxLayout* makeTitleRow();
+    void wireDecision();
     QWidget* makeInputBar();
     void textClicked();
-    void menuPicked(const QVariant& data);
     void updateSendButton();
     void updateCursors();
-    void clearRows(QWidget* list);
 
     BalloonStatus current = BalloonStatus::none;
     bool clickable = false;
@@ -147,14 +149,10 @@ private:
     ElidedLabel* titleText = nullptr;
     SymbolButton* closer = nullptr;
     MessageText* message = nullptr;
-    QLabel* detail = nullptr;
-    QWidget* links = nullptr;
-    QWidget* choiceBox = nullptr;
-    QPointer<QMenu> menu;
-    QWidget* decisionBox = nullptr;
-    PillButton* approve = nullptr;
-    PillButton* review = nullptr;
-    PillButton* decline = nullptr;
+    DetailLabel* detail = nullptr;
+    RowList* links = nullptr;
+    ChoiceList* choiceBox = nullptr;
+    DecisionRow* decisionBox = nullptr;
     QLabel* hint = nullptr;
     QLineEdit* field = nullptr;
     SymbolButton* send = nullptr;

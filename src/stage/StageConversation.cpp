@@ -13,7 +13,6 @@
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QScreen>
-#include <QTextToSpeech>
 
 #include <array>
 #include <memory>
@@ -309,75 +308,98 @@ void StageViewController::send(const QString& question, const std::optional<QStr
     panel.balloon().showThinking();
     placeBalloon();
     player().play(questionSent, true);
+    chatSession.ask(question, takeAttachments(), choiceRef, answerHandlers(panel));
+}
 
-    // What this one question has seen so far, shared by its handlers.
-    struct Progress {
-        bool sawText = false;
-        std::optional<QString> lastTool;
-    };
-    auto progress = std::make_shared<Progress>();
-
-    QStringList attachments;
+QStringList StageViewController::takeAttachments() {
+    QStringList ids;
     for (const auto& document : std::as_const(droppedDocuments)) {
-        attachments << document.id;
+        ids << document.id;
     }
     droppedDocuments.clear();
+    return ids;
+}
 
+ChatSession::AnswerHandlers StageViewController::answerHandlers(BalloonPanel& panel) {
     QPointer<StageViewController> self(this);
     QPointer<BalloonPanel> asked(&panel);
     // A result for a balloon that has since closed or been replaced does nothing.
     auto current = [self, asked] { return self && asked && self->balloonPanel == asked; };
+    auto progress = std::make_shared<QuestionProgress>();
 
     ChatSession::AnswerHandlers handlers;
     handlers.onText = [self, asked, current, progress](const QString& text) {
-        if (!current() || text.isEmpty()) {
-            return;
+        if (current()) {
+            self->showAnswerText(*asked, *progress, text);
         }
-        if (!progress->sawText) {
-            progress->sawText = true;
-            self->playNext(firstText);
-        }
-        asked->balloon().showMessage(text, true, std::nullopt, false, BalloonStatus::working);
-        self->placeBalloon();
     };
     handlers.onTool = [self, current, progress](const QString& name) {
-        if (!current() || progress->sawText) {
-            return;
+        if (current()) {
+            self->actOutTool(*progress, name);
         }
-        const QStringList names = animations(name);
-        if (progress->lastTool && animations(*progress->lastTool) == names) {
-            return;
-        }
-        progress->lastTool = name;
-        self->playNext(names, true);
     };
     handlers.completion = [self, asked, current](const ChatSession::Result& result) {
-        if (!current()) {
-            return;
+        if (current()) {
+            self->showAnswer(*asked, result);
         }
-        if (const auto* error = std::get_if<VantleClient::ClientError>(&result)) {
-            self->show(*error, *asked);
-            return;
-        }
-        const auto& answer = std::get<ChatSession::Answer>(result);
-        asked->balloon().showMessage(answer.text, true, std::nullopt, false, BalloonStatus::success);
-        asked->balloon().showLinks(answer.links);
-        self->placeBalloon();
-        self->speak(answer.text);
-        self->playNext(answer.links.isEmpty() ? answerWithoutLinks : answerWithLinks);
     };
     handlers.onOptions = [self, asked, current](const QList<ChatChoice>& choices) {
-        if (!current() || choices.isEmpty()) {
-            return;
+        if (current()) {
+            self->offerChoices(*asked, choices);
         }
-        asked->balloon().showChoices(choices, [self](const ChatChoice& choice) {
-            if (self) {
-                self->send(choice.label, choice.ref);
-            }
-        });
-        self->placeBalloon();
     };
-    chatSession.ask(question, attachments, choiceRef, std::move(handlers));
+    return handlers;
+}
+
+void StageViewController::showAnswerText(BalloonPanel& panel, QuestionProgress& progress,
+                                         const QString& text) {
+    if (text.isEmpty()) {
+        return;
+    }
+    if (!progress.sawText) {
+        progress.sawText = true;
+        playNext(firstText);
+    }
+    panel.balloon().showMessage(text, true, std::nullopt, false, BalloonStatus::working);
+    placeBalloon();
+}
+
+void StageViewController::actOutTool(QuestionProgress& progress, const QString& name) {
+    if (progress.sawText) {
+        return;
+    }
+    const QStringList names = animations(name);
+    if (progress.lastTool && animations(*progress.lastTool) == names) {
+        return;
+    }
+    progress.lastTool = name;
+    playNext(names, true);
+}
+
+void StageViewController::showAnswer(BalloonPanel& panel, const ChatSession::Result& result) {
+    if (const auto* error = std::get_if<VantleClient::ClientError>(&result)) {
+        show(*error, panel);
+        return;
+    }
+    const auto& answer = std::get<ChatSession::Answer>(result);
+    panel.balloon().showMessage(answer.text, true, std::nullopt, false, BalloonStatus::success);
+    panel.balloon().showLinks(answer.links);
+    placeBalloon();
+    speak(answer.text);
+    playNext(answer.links.isEmpty() ? answerWithoutLinks : answerWithLinks);
+}
+
+void StageViewController::offerChoices(BalloonPanel& panel, const QList<ChatChoice>& choices) {
+    if (choices.isEmpty()) {
+        return;
+    }
+    QPointer<StageViewController> self(this);
+    panel.balloon().showChoices(choices, [self](const ChatChoice& choice) {
+        if (self) {
+            self->send(choice.label, choice.ref);
+        }
+    });
+    placeBalloon();
 }
 
 void StageViewController::showReportProgress(const QDate& day) {
@@ -414,22 +436,19 @@ void StageViewController::showReport(
 }
 
 void StageViewController::speak(const QString& text) {
-    if (!Settings::boolValue(Settings::Key::speakAnswers) || player().isMuted || text.isEmpty()) {
+    const auto speech = platform::services().speech;
+    if (!speech || !Settings::boolValue(Settings::Key::speakAnswers) || player().isMuted) {
         return;
     }
-    if (speaker) {
-        speaker(text);
-        return;
-    }
-    if (!speech) {
-        speech = new QTextToSpeech(this);
-    }
+    // What is still being said gives way first, also to a text that says nothing.
     speech->stop();
-    speech->say(text);
+    if (!text.isEmpty()) {
+        speech->say(text);
+    }
 }
 
 void StageViewController::stopSpeaking() {
-    if (speech) {
+    if (const auto speech = platform::services().speech) {
         speech->stop();
     }
 }

@@ -28,7 +28,6 @@
 class CharacterPlayer;
 class CharacterSheet;
 class CharacterWindow;
-class QTextToSpeech;
 
 // The controller of the one figure on the desktop: the content of the CharacterWindow, whose
 // view is the CharacterView, and the player's delegate. One object over several subsystems;
@@ -102,8 +101,6 @@ public:
     ChatSession chatSession;
     // Documents dropped on the figure, which go with the next question.
     QList<VantleDocument> droppedDocuments;
-    // Says a text aloud; the default uses the system's speech service.
-    std::function<void(const QString& text)> speaker;
 
     // --- Receiving (capture/StageReceiving.cpp) ---
 
@@ -133,7 +130,19 @@ private:
     // Lets the running animation end its pass, then plays the first of the names.
     void playNext(const QStringList& names, bool loops = false);
     void stopSpeaking();
-    QPointer<QTextToSpeech> speech;
+
+    // What one question has seen so far, shared by its handlers.
+    struct QuestionProgress {
+        bool sawText = false;
+        std::optional<QString> lastTool;
+    };
+    // The ids of the dropped documents, which go with this question only.
+    QStringList takeAttachments();
+    ChatSession::AnswerHandlers answerHandlers(BalloonPanel& panel);
+    void showAnswerText(BalloonPanel& panel, QuestionProgress& progress, const QString& text);
+    void actOutTool(QuestionProgress& progress, const QString& name);
+    void showAnswer(BalloonPanel& panel, const ChatSession::Result& result);
+    void offerChoices(BalloonPanel& panel, const QList<ChatChoice>& choices);
 
     QPointer<CharacterView> characterView;
     std::unique_ptr<CharacterPlayer> characterPlayer;

@@ -22,6 +22,7 @@
 #include <QMimeData>
 #include <QScreen>
 #include <QTest>
+#include <QTextCursor>
 
 #include <gtest/gtest.h>
 
@@ -664,15 +665,38 @@ TEST_F(BalloonTest, TextsFollowTheLanguageInForce) {
     EXPECT_EQ(b.input()->placeholderText(), QStringLiteral("Lisa kommentaar (soovi korral)"));
 }
 
-TEST_F(BalloonTest, AStreamedAnswerGrowsByAppending) {
+TEST_F(BalloonTest, AStreamedAnswerGrowsUnderTheReadersSelection) {
     auto* message = balloon().messageLabel();
     say(QStringLiteral("The answer"));
+    QTextCursor selection(message->document());
+    selection.setPosition(4, QTextCursor::KeepAnchor);
+    message->setTextCursor(selection);
+
+    // Each piece continues what stands, which is left as it is: the reader's selection stays.
     say(QStringLiteral("The answer grows"));
-    EXPECT_EQ(message->toPlainText(), QStringLiteral("The answer grows"));
+    say(QStringLiteral("The answer grows\nover two lines"));
+    EXPECT_EQ(message->toPlainText(), QStringLiteral("The answer grows\nover two lines"));
+    EXPECT_EQ(message->textCursor().selectedText(), QStringLiteral("The "));
+
     say(QStringLiteral("A new text"));
     EXPECT_EQ(message->toPlainText(), QStringLiteral("A new text"));
+    EXPECT_FALSE(message->textCursor().hasSelection());
     say(QString());
     EXPECT_TRUE(message->toPlainText().isEmpty());
+}
+
+TEST_F(BalloonTest, EmojiInAMessageShowInColourNotAsBoxes) {
+    say(QStringLiteral("Booked 🎉📅🤖"));
+    showBesideFigure();
+    const QImage shown = balloon().messageLabel()->viewport()->grab().toImage();
+    int coloured = 0;
+    for (int y = 0; y < shown.height(); ++y) {
+        for (int x = 0; x < shown.width(); ++x) {
+            const QColor c = shown.pixelColor(x, y);
+            coloured += c.alpha() > 200 && c.hsvSaturation() > 120 && c.value() > 120 ? 1 : 0;
+        }
+    }
+    EXPECT_GT(coloured, 20);
 }
 
 TEST_F(BalloonTest, ALongTitleIsShortened) {

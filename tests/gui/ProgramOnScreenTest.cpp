@@ -156,13 +156,41 @@ protected:
     CharacterFixture fixture;
 };
 
-void keepScreenshot(const QRect& around, const QString& name) {
+// What the screen shows around a rectangle, also kept as an artefact under the name.
+QImage screenshot(const QRect& around, const QString& name) {
     QDir().mkpath(MIRK_ARTEFACTS_DIR);
     const QString whole = QString(MIRK_ARTEFACTS_DIR) + "/screen.png";
-    ASSERT_EQ(QProcess::execute("import", {"-window", "root", whole}), 0);
-    const QImage screen(whole);
-    ASSERT_FALSE(screen.isNull());
-    screen.copy(around).save(QString(MIRK_ARTEFACTS_DIR) + "/" + name);
+    if (QProcess::execute("import", {"-window", "root", whole}) != 0) {
+        return {};
+    }
+    const QImage part = QImage(whole).copy(around);
+    part.save(QString(MIRK_ARTEFACTS_DIR) + "/" + name);
+    return part;
+}
+
+// Pixels in the green of the answer's success mark; the rest of the balloon is grey and white.
+int greenPixels(const QImage& image) {
+    int n = 0;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            const QColor c = image.pixelColor(x, y);
+            n += c.green() > 140 && c.green() > c.red() + 60 && c.green() > c.blue() + 50 ? 1 : 0;
+        }
+    }
+    return n;
+}
+
+// The texts of the agent's messages that the simulator keeps in its threads.
+QStringList agentMessages(const SimProcess& sim) {
+    QStringList texts;
+    for (const auto& thread : sim.control("GET", "/sim/state").toObject().value("threads").toArray()) {
+        for (const auto& message : thread.toObject().value("messages").toArray()) {
+            if (message.toObject().value("authorType").toString() == "agent") {
+                texts << message.toObject().value("text").toString();
+            }
+        }
+    }
+    return texts;
 }
 
 } // namespace
@@ -180,8 +208,8 @@ TEST_F(ProgramOnScreen, TheFigureStandsClicksThroughItsCornersMovesAndComesBackW
 
         // What shows: the disc in the middle, and the desktop in the corners.
         spinFor(500); // the entrance animation has ended
-        keepScreenshot(frame.adjusted(-16, -16, 16, 16), "figure.png");
-        const QImage shot(QString(MIRK_ARTEFACTS_DIR) + "/figure.png");
+        const QImage shot = screenshot(frame.adjusted(-16, -16, 16, 16), "figure.png");
+        ASSERT_FALSE(shot.isNull());
         const QRgb middle = shot.pixel(16 + 48, 16 + 48);
         const QRgb corner = shot.pixel(16 + 2, 16 + 2);
         const QRgb outside = shot.pixel(2, 2);
@@ -229,7 +257,7 @@ TEST_F(ProgramOnScreen, TheFigureStandsClicksThroughItsCornersMovesAndComesBackW
         ASSERT_TRUE(xdotool({"key", "ctrl+alt+2"}));
         EXPECT_TRUE(spinUntil([&] { return run("xdotool", {"getwindowname", figure}) == "Lirra"; }));
         spinFor(800);
-        keepScreenshot(geometryOf(figure).adjusted(-16, -16, 16, 16), "lirra.png");
+        screenshot(geometryOf(figure).adjusted(-16, -16, 16, 16), "lirra.png");
 
         ASSERT_TRUE(program.terminate());
     }
@@ -262,10 +290,23 @@ TEST_F(ProgramOnScreen, ControlAltSpaceOpensTheChatAndTheAnswerComesBack) {
     ASSERT_FALSE(balloon.isEmpty()) << "the balloon opens";
     ASSERT_TRUE(spinUntil([&] { return run("xdotool", {"getactivewindow"}) == balloon; }))
         << "and takes the keyboard for typing";
+    spinFor(500); // the greeting has settled
+    const QRect greeting = geometryOf(balloon);
+    const QImage before = screenshot(greeting, "greeting.png");
+    ASSERT_FALSE(before.isNull());
+    EXPECT_EQ(greenPixels(before), 0);
+
+    const QString answer = "Your week is calm.\n\nMonday: planning.\nTuesday: reviews.\nWednesday: free.\n"
+                           "Thursday: travel.\nFriday: the report.";
+    sim.control(
+        "POST", "/sim/turns",
+        QJsonObject{
+            {"steps", QJsonArray{QJsonObject{{"kind", "delta"}, {"text", "Your week"}, {"after_ms", 200}},
+                                 QJsonObject{{"kind", "done"}, {"text", answer}, {"after_ms", 200}}}}});
     ASSERT_TRUE(xdotool({"type", "--delay", "20", "Tere, Dorn"}));
     ASSERT_TRUE(xdotool({"key", "Return"}));
 
-    // The question reaches the workspace as a turn, and the answer streams back.
+    // The question reaches the workspace as a turn, which answers it there...
     QJsonObject turn;
     ASSERT_TRUE(spinUntil(
         [&] {
@@ -280,8 +321,14 @@ TEST_F(ProgramOnScreen, ControlAltSpaceOpensTheChatAndTheAnswerComesBack) {
         30000));
     const QByteArray body = QByteArray::fromBase64(turn.value("body_base64").toString().toLatin1());
     EXPECT_TRUE(body.startsWith(R"({"message":"Tere, Dorn","turnId":"desktop_)")) << body.toStdString();
-    spinFor(1500);
-    keepScreenshot(geometryOf(balloon).united(geometryOf(figure)).adjusted(-16, -16, 16, 16), "chat.png");
+    EXPECT_TRUE(spinUntil([&] { return agentMessages(sim).contains(answer); }));
+
+    // ... and the answer shows: seven lines in place of two, under the green mark of success.
+    ASSERT_TRUE(spinUntil([&] { return geometryOf(balloon).height() > greeting.height() + 60; }, 15000))
+        << geometryOf(balloon).height() << " against " << greeting.height();
+    ASSERT_TRUE(
+        spinUntil([&] { return greenPixels(screenshot(geometryOf(balloon), "answer.png")) > 20; }, 15000))
+        << "no success mark in the balloon";
 
     // Ctrl+Alt+Space again, with the balloon active, closes it.
     ASSERT_TRUE(xdotool({"key", "ctrl+alt+space"}));

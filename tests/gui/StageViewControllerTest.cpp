@@ -229,6 +229,21 @@ TEST_F(StageTest, KeysOnTheFigure) {
     EXPECT_EQ(stage->handOver->target, "lirra");
 }
 
+TEST_F(StageTest, AnEntranceReplaysShowWhereMerelyAppearingDoesNot) {
+    onStage();
+    stage->appear(false);
+    EXPECT_TRUE(watch(1).isEmpty());
+    stage->appear(true);
+    EXPECT_EQ(watch(1), (Played{{"dorn", "Show"}}));
+
+    stage->playerWantsToDisappear(player());
+    watch(1);
+    stage->appear(false);
+    EXPECT_FALSE(player().isHidden);
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_EQ(watch(1), (Played{{"dorn", "Show"}})) << "hidden, it comes back with its entrance";
+}
+
 TEST_F(StageTest, TheContextMenuOpensOnlyWithACharacterAndHidesTheFigure) {
     CharacterFixture empty;
     empty.activate();
@@ -240,17 +255,37 @@ TEST_F(StageTest, TheContextMenuOpensOnlyWithACharacterAndHidesTheFigure) {
     stage.reset();
     window.reset();
     onStage();
-    stage->showContextMenu({400, 400});
-    ASSERT_TRUE(spinUntil([] { return QApplication::activePopupWidget() != nullptr; }));
-    auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+    const auto popUp = [&] {
+        stage->showContextMenu({400, 400});
+        EXPECT_TRUE(spinUntil([] { return QApplication::activePopupWidget() != nullptr; }));
+        return qobject_cast<QMenu*>(QApplication::activePopupWidget());
+    };
+    const auto texts = [](QMenu* menu) {
+        QStringList out;
+        for (auto* action : menu->actions()) {
+            out << (action->isSeparator() ? QStringLiteral("-") : action->text());
+        }
+        menu->close();
+        return out;
+    };
+    auto* menu = popUp();
     ASSERT_TRUE(menu);
-    ASSERT_EQ(menu->actions().size(), 4);
-    EXPECT_EQ(menu->actions().at(0)->text(), "Chat with Dorn…");
-    EXPECT_EQ(menu->actions().at(1)->text(), "New Conversation");
-    EXPECT_TRUE(menu->actions().at(2)->isSeparator());
-    EXPECT_EQ(menu->actions().at(3)->text(), "Hide");
+    EXPECT_EQ(texts(menu), (QStringList{"Chat with Dorn…", "New Conversation", "-", "Hide"}));
+    Settings::setValue(QLatin1String(Settings::Key::language), QStringLiteral("et"));
+    menu = popUp();
+    ASSERT_TRUE(menu);
+    EXPECT_EQ(texts(menu), (QStringList{"Vestle Dorniga…", "Uus vestlus", "-", "Peida"}));
+
+    // "Hide" with the balloon open: the balloon goes first, then the figure.
+    stage->say("Hello");
+    ASSERT_TRUE(stage->balloonPanel);
+    menu = popUp();
+    ASSERT_TRUE(menu);
     menu->actions().at(3)->trigger();
     menu->close();
+    EXPECT_FALSE(stage->balloonPanel);
+    EXPECT_EQ(player().currentAnimation(), "Hide");
+    EXPECT_FALSE(player().isHidden) << "still on its way out";
     watch(1);
     EXPECT_TRUE(player().isHidden);
     EXPECT_FALSE(window->isVisible());

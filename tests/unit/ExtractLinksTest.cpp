@@ -69,6 +69,17 @@ TEST_F(ExtractLinksTest, BareAddressesLeaveTheTextAndKeepTheirOrder) {
         nine += QStringLiteral("https://h%1.example ").arg(i);
     }
     EXPECT_EQ(links(nine).size(), 9) << "the limit of four is the caller's";
+
+    // Any Unicode space ends an address: no-break, narrow no-break, thin, ideographic.
+    for (const char16_t space : {u'\u00A0', u'\u202F', u'\u2009', u'\u3000'}) {
+        const QString gap(QChar{space});
+        const QString raw = "See https://h.example/a" + gap + "now";
+        const auto one = links(raw);
+        ASSERT_EQ(one.size(), 1) << int(space);
+        EXPECT_EQ(one.at(0).url, QUrl("https://h.example/a")) << int(space);
+        EXPECT_EQ(text(raw), "See " + gap + "now");
+        EXPECT_TRUE(links("[a](/x" + gap + "y)").isEmpty()) << "a target holds no space";
+    }
 }
 
 TEST_F(ExtractLinksTest, HalfWrittenMarkupNeverFlashes) {

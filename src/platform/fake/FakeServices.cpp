@@ -45,7 +45,7 @@ void FakeActiveWindow::bringToFront(std::optional<FrontApplication> application)
 
 FakeServices::FakeServices() {
     install(Services{pointer, dragBoard, secretStore, hotKeys, idleTime, activeWindow, sessionEvents, desktop,
-                     autostart, windowTraits});
+                     autostart, windowTraits, speech});
 }
 
 FakeServices::~FakeServices() {

@@ -106,6 +106,14 @@ public:
     QSet<const QWindow*> offTaskbar;
 };
 
+class FakeSpeech final : public Speech {
+public:
+    void stop() override { calls << QStringLiteral("stop"); }
+    void say(const QString& text) override { calls << QStringLiteral("say: ") + text; }
+    // "stop" and "say: <text>", in the order they came.
+    QStringList calls;
+};
+
 // A full set of fakes, installed as the program's services for as long as it lives.
 struct FakeServices {
     FakeServices();
@@ -120,6 +128,7 @@ struct FakeServices {
     std::shared_ptr<FakeDesktop> desktop = std::make_shared<FakeDesktop>();
     std::shared_ptr<FakeAutostart> autostart = std::make_shared<FakeAutostart>();
     std::shared_ptr<FakeWindowTraits> windowTraits = std::make_shared<FakeWindowTraits>();
+    std::shared_ptr<FakeSpeech> speech = std::make_shared<FakeSpeech>();
 };
 
 } // namespace platform::fake

@@ -1,5 +1,6 @@
 #include "platform/Services.h"
 #include "platform/linux/SystemSecretStore.h"
+#include "platform/linux/SystemSpeech.h"
 #include "platform/linux/X11.h"
 #include "platform/linux/X11DragBoard.h"
 #include "platform/linux/X11HotKeys.h"
@@ -14,6 +15,7 @@ namespace platform {
 Services systemServices() {
     Services s;
     s.desktop = std::make_shared<XdgDesktop>();
+    s.speech = std::make_shared<SystemSpeech>();
     s.secretStore =
         std::make_shared<SystemSecretStore>(QLatin1String(AppIdentity::name), AppIdentity::supportURL());
     // Pointer, drags, shortcuts and click-through need X; elsewhere those features stay off.
