@@ -8,6 +8,9 @@
 #include "stage/BalloonView.h"
 #include "workspace/VantleClient.h"
 
+#include <memory>
+#include <utility>
+
 // Approvals decided in the balloon: what is asked and why, three answers, and what the agent
 // says once the workspace has the decision.
 namespace {
@@ -58,19 +61,22 @@ void StageViewController::showApproval(const VantleApproval& approval, BalloonPa
 
     QPointer<StageViewController> self(this);
     QPointer<BalloonPanel> asked(&panel);
-    const auto answer = [self, asked, approval, n](bool approve) {
-        return [self, asked, approval, n, approve](std::optional<QString> comment) {
+    // One shared copy of what the three answers need.
+    const auto asking = std::make_shared<const std::pair<VantleApproval, VantleNotification>>(approval, n);
+    const auto answer = [self, asked, asking](bool approve) {
+        return [self, asked, asking, approve](std::optional<QString> comment) {
             if (self && asked) {
-                self->decide(approval, approve, comment, *asked, n);
+                self->decide(asking->first, approve, comment, *asked, asking->second);
             }
         };
     };
     BalloonView::Decision decision;
     decision.approve = answer(true);
     decision.decline = answer(false);
-    decision.review = [self, n] {
-        VantleClient::markRead(n.id);
-        const auto url = n.to ? VantleClient::dashboardURL(*n.to) : std::nullopt;
+    decision.review = [self, asking] {
+        const VantleNotification& notification = asking->second;
+        VantleClient::markRead(notification.id);
+        const auto url = notification.to ? VantleClient::dashboardURL(*notification.to) : std::nullopt;
         if (const auto desktop = platform::services().desktop; url && desktop) {
             desktop->open(*url);
         }
