@@ -2,7 +2,6 @@
 #include "character/CharacterPlayer.h"
 #include "stage/MessageText.h"
 #include "stage/PillButton.h"
-#include "stage/SymbolButton.h"
 #include "support/SpinUntil.h"
 #include "support/StageFixture.h"
 #include "workspace/VantleClient.h"
@@ -53,7 +52,6 @@ TEST_F(StageNotificationsTest, EachNotificationIsSaidByItsAgentOrByWhoeverStands
     EXPECT_EQ(stage->vantleAgent(), VantleAgent::dorn);
     EXPECT_EQ(balloon().title(), QStringLiteral("Tõnu Kask wrote in Harbour → Pärnu"));
     EXPECT_EQ(hint(), QStringLiteral("Open in Vantle ›"));
-    EXPECT_EQ(balloon().status(), BalloonStatus::notice);
     EXPECT_FALSE(balloon().isInputShown());
 
     // An agent id in capitals is that agent, who comes on and says it under the plain title.
@@ -312,14 +310,8 @@ TEST_F(StageNotificationsTest, AnApprovalIsDecidedInTheBalloonAndTheAgentSaysWha
     EXPECT_EQ(balloon().title(), QStringLiteral("Approval needed"));
     EXPECT_FALSE(balloon().isInputShown());
     ASSERT_TRUE(runUntil([&] { return balloon().isDeciding(); }));
-
-    EXPECT_EQ(message(), QStringLiteral("Send the proposal to the client"));
-    EXPECT_EQ(balloon().status(), BalloonStatus::notice);
     EXPECT_EQ(hint(), QStringLiteral("Once approved, this can't be undone."));
     EXPECT_TRUE(balloon().detailLabel()->text().startsWith(QStringLiteral("The client asked by Friday.")));
-    EXPECT_TRUE(balloon().isInputShown());
-    EXPECT_FALSE(balloon().sendButton()->isVisibleTo(stage->balloonPanel));
-    EXPECT_EQ(balloon().input()->placeholderText(), QStringLiteral("Add a comment (optional)"));
     EXPECT_FALSE(stage->balloonPanel->isActiveWindow()) << "the user's focus stays where it was";
     scheduler->advance(60);
     EXPECT_TRUE(balloon().isDeciding()) << "a decision waits for as long as the user leaves it";
