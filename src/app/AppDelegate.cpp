@@ -14,6 +14,7 @@
 #include "stage/StageViewController.h"
 #include "workspace/ClientError.h"
 #include "workspace/LinkCommands.h"
+#include "workspace/VantleClient.h"
 #include "workspace/VantleEvents.h"
 
 #include <QApplication>
@@ -79,6 +80,13 @@ void AppDelegate::openReportsFolder() {
     QDir().mkpath(folder);
     if (auto desktop = platform::services().desktop) {
         desktop->open(QUrl::fromLocalFile(folder));
+    }
+}
+
+void AppDelegate::openVantle() {
+    const auto url = VantleClient::dashboardURL(QStringLiteral("/"));
+    if (const auto desktop = platform::services().desktop; url && desktop) {
+        desktop->open(*url);
     }
 }
 
@@ -161,6 +169,12 @@ void AppDelegate::setUpShortcuts() {
 void AppDelegate::startVantleEvents() {
     auto& events = VantleEvents::shared();
     QPointer<AppDelegate> self(this);
+    // Switched off, a notification goes unseen and stays unread in the workspace.
+    events.onNotification = [self](const VantleNotification& n) {
+        if (self && self->stage && Settings::boolValue(Settings::Key::notifications)) {
+            self->stage->showVantleNotification(n);
+        }
+    };
     events.onKeyEnded = [self] {
         if (!self || self->announcedKeyEnded) {
             return;

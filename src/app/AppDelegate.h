@@ -35,6 +35,8 @@ public:
 
     QString settingsTitle() const;
     void openReportsFolder();
+    // The workspace's dashboard in the browser; nothing without a workspace address.
+    void openVantle();
 
     StageViewController* stage = nullptr;
     CharacterWindow* window = nullptr;

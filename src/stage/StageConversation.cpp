@@ -261,12 +261,17 @@ void StageViewController::notify(const QString& text, const std::optional<QStrin
 
 void StageViewController::notify(const QString& text, const std::optional<QString>& animation, double seconds,
                                  const QUrl& url) {
-    const QString name = url.host().isEmpty() ? QFileInfo(url.path()).fileName() : url.host();
+    // A file's name, else the host, else the link as it stands.
+    QString name = url.isLocalFile() ? QFileInfo(url.path()).fileName() : QString();
+    if (name.isEmpty()) {
+        name = url.host().isEmpty() ? url.toString() : url.host();
+    }
     const QString hint = base::pick(QStringLiteral("Click to open ") + name + QStringLiteral(" ›"),
                                     QStringLiteral("Ava ") + name + QStringLiteral(" ›"));
-    notify(text, animation, seconds, hint, std::nullopt, BalloonStatus::notice, [url] {
-        if (auto desktop = platform::services().desktop) {
-            desktop->open(url);
+    QPointer<StageViewController> self(this);
+    notify(text, animation, seconds, hint, std::nullopt, BalloonStatus::notice, [self, url] {
+        if (self) {
+            self->open(url);
         }
     });
 }

@@ -11,6 +11,7 @@
 #include "stage/BalloonStatus.h"
 #include "workspace/ClientError.h"
 #include "workspace/VantleDocument.h"
+#include "workspace/VantleNotification.h"
 
 #include <QObject>
 #include <QPoint>
@@ -28,6 +29,7 @@
 class CharacterPlayer;
 class CharacterSheet;
 class CharacterWindow;
+struct VantleApproval;
 
 // The controller of the one figure on the desktop: the content of the CharacterWindow, whose
 // view is the CharacterView, and the player's delegate. One object over several subsystems;
@@ -147,4 +149,31 @@ private:
     QPointer<CharacterView> characterView;
     std::unique_ptr<CharacterPlayer> characterPlayer;
     std::list<base::Timer> safetyTimers;
+
+    // --- Notifications and approvals (notifications/StageNotifications.cpp, StageApprovals.cpp) ---
+public:
+    // A notification of the workspace, said by the agent it comes from; dropped unread while the
+    // user is in a chat. One at a time: the newest replaces whatever the balloon showed.
+    void showVantleNotification(const VantleNotification& n);
+    void presentPlainNotification(const VantleNotification& n);
+    // An approval as a decision in the balloon; a plain notice where it can't be decided.
+    void presentDecision(const QString& id, const VantleNotification& n);
+    // Opens a link of a notice: web pages and documents. Programs, folders and whatever the
+    // desktop would run are shown in the file manager; other schemes do nothing.
+    void open(const QUrl& notificationURL);
+
+private:
+    // The balloon is the active window and takes input: the user is in a conversation.
+    bool isChatOpen() const;
+    void presentColleagueMessage(const VantleNotification& n);
+    void openVantleNotification(const VantleNotification& n, std::optional<VantleAgent> agent);
+    void showNotificationThread(const VantleNotification& n, VantleAgent agent, bool wasOnStage);
+    void showApproval(const VantleApproval& approval, BalloonPanel& panel, const VantleNotification& n);
+    void decide(const VantleApproval& approval, bool approve, const std::optional<QString>& comment,
+                BalloonPanel& panel, const VantleNotification& n);
+    void showDecisionOutcome(const VantleApproval& approval, bool approve, bool withComment,
+                             BalloonPanel& panel);
+    // Counts what the balloon has been given to present of notifications; a late answer for an
+    // earlier one finds the count moved on and is dropped.
+    quint64 presentedNotifications = 0;
 };

@@ -16,6 +16,8 @@
 
 #include <optional>
 
+struct VantleApproval;
+
 // The authorised calls to the workspace. Every call takes a fresh-enough access token, made
 // from the desktop key and shared by all callers, and retries once when the token was stale.
 namespace VantleClient {
@@ -65,6 +67,13 @@ struct NotificationThread {
     QList<ChatChoice> options;
 };
 QCoro::Task<Result<NotificationThread>> thread(QString notification);
+
+// Approvals (VantleClientApprovals.cpp).
+// The approval a notification's link points at: "item=approval:<id>", else "approvalId=<id>".
+std::optional<QString> approvalId(const std::optional<QString>& link);
+QCoro::Task<Result<VantleApproval>> approval(QString id);
+// Approves or rejects; a comment that isn't empty goes with it. None on success.
+QCoro::Task<std::optional<ClientError>> decide(QString id, bool approve, std::optional<QString> comment);
 
 // The JSON text of a body: compact, with sorted keys.
 QByteArray jsonBody(const QJsonObject& object);

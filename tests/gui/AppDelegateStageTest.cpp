@@ -9,6 +9,7 @@
 #include "stage/StageViewController.h"
 #include "support/CharacterFixture.h"
 #include "support/TestEnvironment.h"
+#include "workspace/VantleEvents.h"
 
 #include <QJsonObject>
 #include <QScreen>
@@ -32,6 +33,12 @@ protected:
             fixture.add(id, CharacterFixture::definition(id, 4, 3, 40), middle);
         }
         fixture.activate();
+    }
+
+    void TearDown() override {
+        // The stream's loop waits on this test's scheduler: it ends with the test.
+        VantleEvents::shared().stop();
+        scheduler.advance(0);
     }
 
     void launch() {
@@ -120,4 +127,21 @@ TEST_F(AppDelegateStageTest, TheShortcutsBringTheAgentsOnAndOneHeldElsewhereCost
 
     app.reset();
     EXPECT_TRUE(services.hotKeys->grabbed.isEmpty()) << "released with the program";
+}
+
+TEST_F(AppDelegateStageTest, NotificationsReachTheStageOnlyWhileSwitchedOnAndVantleOpensItsDashboard) {
+    launch();
+    scheduler.advance(1);
+    const QString event =
+        QStringLiteral(R"({"type":"notification.created","data":{"id":"n1","agentId":"dorn","title":"Hi"}})");
+    Settings::setValue(QLatin1String(Settings::Key::notifications), false);
+    VantleEvents::shared().dispatch("vantle.event", event);
+    EXPECT_FALSE(app->stage->balloonPanel) << "switched off: dropped unseen";
+    Settings::setValue(QLatin1String(Settings::Key::notifications), true);
+    VantleEvents::shared().dispatch("vantle.event", event);
+    ASSERT_TRUE(app->stage->balloonPanel);
+    app->stage->closeChat();
+
+    app->openVantle();
+    EXPECT_EQ(services.desktop->opened, QList<QUrl>{QUrl("http://127.0.0.1:1/app/")});
 }

@@ -337,3 +337,88 @@ TEST_F(ProgramOnScreen, ControlAltSpaceOpensTheChatAndTheAnswerComesBack) {
     }));
     EXPECT_TRUE(program.terminate());
 }
+
+TEST_F(ProgramOnScreen, AnApprovalPushedByTheWorkspaceIsApprovedWithOneClick) {
+    if (!SimProcess::available()) {
+        GTEST_SKIP() << "built without the workspace simulator";
+    }
+    SimProcess sim;
+    ASSERT_TRUE(sim.isRunning());
+    {
+        QSettings settings(home.path() + "/config/Mirk Vantle Agents/Mirk Vantle Agents.ini",
+                           QSettings::IniFormat);
+        settings.setValue("vantleURL", sim.baseUrl().toString());
+        settings.sync();
+    }
+    Program program(home.path(), sim.desktopKey());
+    ASSERT_FALSE(program.window("Dorn").isEmpty());
+    ASSERT_TRUE(spinUntil(
+        [&] { return sim.control("GET", "/sim/state").toObject().value("streams").toInt() > 0; }, 30000))
+        << "the program listens to the workspace";
+
+    sim.control("POST", "/sim/approvals",
+                QJsonObject{{"id", "ap-1"},
+                            {"agent", "Dorn"},
+                            {"action", "Send the proposal to the client"},
+                            {"rationale", "The client asked for it by Friday."}});
+    const QString balloon = program.window("Mirk Vantle Agents");
+    ASSERT_FALSE(balloon.isEmpty()) << "the balloon opens by itself";
+
+    // The decision row shows: the approve button is the one wide stretch of the accent colour.
+    const auto isAccent = [](QRgb p) {
+        return std::abs(qRed(p) - 0) < 16 && std::abs(qGreen(p) - 122) < 16 && std::abs(qBlue(p) - 255) < 16;
+    };
+    QRect frame;
+    QPoint approve;
+    ASSERT_TRUE(spinUntil(
+        [&] {
+            frame = geometryOf(balloon);
+            keepScreenshot(frame, "approval.png");
+            const QImage shot(QString(MIRK_ARTEFACTS_DIR) + "/approval.png");
+            QList<QPoint> wide;
+            for (int y = 0; y < shot.height(); ++y) {
+                QList<int> xs;
+                for (int x = 0; x < shot.width(); ++x) {
+                    if (isAccent(shot.pixel(x, y))) {
+                        xs << x;
+                    }
+                }
+                if (xs.size() > 40) {
+                    wide << QPoint((xs.first() + xs.last()) / 2, y);
+                }
+            }
+            if (wide.size() < 10) {
+                return false;
+            }
+            approve = frame.topLeft() +
+                      QPoint(wide.at(wide.size() / 2).x(), (wide.first().y() + wide.last().y()) / 2);
+            return true;
+        },
+        20000))
+        << "no approve button on screen";
+    EXPECT_GT(approve.y() - frame.y(), frame.height() / 3) << "the row stands under the text";
+
+    ASSERT_TRUE(xdotool({"mousemove", QString::number(approve.x()), QString::number(approve.y())}));
+    // Two presses in quick succession while the workspace takes its time: the first disables the row.
+    sim.control("POST", "/sim/faults",
+                QJsonObject{{"path", sim.basePath() + "/api/approvals/ap-1/approve"}, {"delay_ms", 1000}});
+    ASSERT_TRUE(xdotool({"click", "--repeat", "2", "--delay", "60", "1"}));
+    const QString approvePath = sim.basePath() + "/api/approvals/ap-1/approve";
+    const auto decisions = [&] {
+        QList<QByteArray> bodies;
+        for (const auto& r : sim.requests()) {
+            const auto path = r.toObject().value("path").toString();
+            if (path == approvePath || path == sim.basePath() + "/api/approvals/ap-1/reject") {
+                bodies << QByteArray::fromBase64(r.toObject().value("body_base64").toString().toLatin1());
+            }
+        }
+        return bodies;
+    };
+    ASSERT_TRUE(spinUntil([&] { return !decisions().isEmpty(); }, 20000));
+    spinFor(2000);
+    EXPECT_EQ(decisions(), QList<QByteArray>{"{}"}) << "exactly one decision, with no comment";
+    const auto approvals = sim.control("GET", "/sim/state").toObject().value("approvals").toArray();
+    ASSERT_EQ(approvals.size(), 1);
+    EXPECT_EQ(approvals.at(0).toObject().value("status").toString(), QStringLiteral("approved"));
+    EXPECT_TRUE(program.terminate());
+}

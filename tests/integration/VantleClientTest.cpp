@@ -1,6 +1,7 @@
 #include "workspace/VantleClient.h"
 #include "app/Settings.h"
 #include "base/Clock.h"
+#include "notifications/VantleApproval.h"
 #include "support/SpinUntil.h"
 #include "support/WorkspaceFixture.h"
 #include "workspace/TokenStore.h"
@@ -240,6 +241,52 @@ TEST_F(VantleClientTest, NotificationThreadsTakeTheLastAgentMessage) {
     EXPECT_EQ(thread->options, (QList<ChatChoice>{{"x", std::nullopt}}));
     EXPECT_EQ(countOf("GET", QStringLiteral("/api/chat/threads/%1/messages?limit=20").arg(thread->threadId)),
               1);
+}
+
+TEST_F(VantleClientTest, ApprovalsAreReadAndDecidedWithExactBodies) {
+    for (const char* id : {"ap-1", "ap-2", "ap-3"}) {
+        sim->control("POST", "/sim/approvals",
+                     QJsonObject{{"id", id},
+                                 {"agent", "Morvo"},
+                                 {"action", "Send the proposal"},
+                                 {"payload", "18 400 €"},
+                                 {"reversible", false},
+                                 {"canDecide", QString(id) != "ap-3"},
+                                 {"notify", false}});
+    }
+    const auto approval = await(VantleClient::approval("ap-1"));
+    ASSERT_TRUE(approval) << approval.error().localizedDescription().toStdString();
+    EXPECT_EQ(approval->agent, QStringLiteral("Morvo"));
+    EXPECT_EQ(approval->details, QStringLiteral("18 400 €"));
+    EXPECT_TRUE(approval->isWeighty);
+    EXPECT_TRUE(approval->canDecide);
+
+    // Approve with a comment, reject with none: the paths and the sorted, minimal bodies.
+    EXPECT_FALSE(await(VantleClient::decide("ap-1", true, QStringLiteral("Go ahead"))));
+    EXPECT_FALSE(await(VantleClient::decide("ap-2", false, QString())));
+    const auto approved = requestsTo("/api/approvals/ap-1/approve");
+    ASSERT_EQ(approved.size(), 1);
+    EXPECT_EQ(bodyOf(approved.at(0)), QByteArray(R"({"decisionNote":"Go ahead"})"));
+    EXPECT_EQ(approved.at(0).toObject().value("headers").toObject().value("content-type").toString(),
+              QStringLiteral("application/json"));
+    ASSERT_EQ(requestsTo("/api/approvals/ap-2/reject").size(), 1);
+    EXPECT_EQ(bodyOf(requestsTo("/api/approvals/ap-2/reject").at(0)), QByteArray("{}"));
+
+    // Refusals carry the workspace's words: a 403 as it stands, others behind "Vantle: ".
+    const auto forbidden = await(VantleClient::decide("ap-3", true, std::nullopt));
+    ASSERT_TRUE(forbidden);
+    EXPECT_EQ(forbidden->localizedDescription(),
+              QStringLiteral("You are not allowed to decide this approval."));
+    const auto again = await(VantleClient::decide("ap-1", false, std::nullopt));
+    ASSERT_TRUE(again);
+    EXPECT_EQ(again->localizedDescription(), QStringLiteral("Vantle: This approval was already approved."));
+
+    // An approval without an action, and one that isn't there.
+    fault("/api/approvals/ap-2", {{"status", 200}, {"json", QJsonObject{{"agent", "Morvo"}}}});
+    const auto unreadable = await(VantleClient::approval("ap-2"));
+    ASSERT_FALSE(unreadable);
+    EXPECT_EQ(unreadable.error().kind, ClientError::Kind::badResponse);
+    EXPECT_FALSE(await(VantleClient::approval("nope")));
 }
 
 TEST_F(VantleClientTest, OwnersGoneAndTimeOutsMidReplyDoNoHarm) {

@@ -1,4 +1,5 @@
 #include "app/Settings.h"
+#include "notifications/VantleApproval.h"
 #include "support/TestEnvironment.h"
 #include "workspace/ChatChoice.h"
 #include "workspace/VantleClient.h"
@@ -98,6 +99,50 @@ TEST(WorkspaceRecords, DashboardAddressesAndConfiguration) {
     EXPECT_FALSE(VantleClient::desktopKey())
         << "an empty variable falls through to the store, which has none here";
     qunsetenv("VANTLE_DESKTOP_KEY");
+}
+
+TEST(WorkspaceRecords, ApprovalsAreFoundInLinksAndReadWithTheirWeight) {
+    using VantleClient::approvalId;
+    EXPECT_EQ(approvalId(QStringLiteral("/approvals?item=approval:abc")), QStringLiteral("abc"));
+    EXPECT_EQ(approvalId(QStringLiteral("/approvals?item=approval:")), QString()) << "empty is an id";
+    EXPECT_EQ(approvalId(QStringLiteral("/x?item=other&approvalId=7")), QStringLiteral("7"));
+    EXPECT_EQ(approvalId(QStringLiteral("/x?item=approval:1&approvalId=7")), QStringLiteral("1"));
+    EXPECT_EQ(approvalId(QStringLiteral("/x?item=other&item=approval:2")), std::nullopt)
+        << "only the first item counts";
+    EXPECT_EQ(approvalId(QStringLiteral("https://w.example/a?approvalId=a%2Fb")), QStringLiteral("a/b"));
+    EXPECT_EQ(approvalId(QStringLiteral("/x?approvalId")), std::nullopt) << "an item without a value";
+    EXPECT_EQ(approvalId(QStringLiteral("/approvals/abc")), std::nullopt);
+    EXPECT_EQ(approvalId(std::nullopt), std::nullopt);
+
+    const auto read = [](const char* json) { return VantleApproval::fromJson(object(json), "ap-1"); };
+    EXPECT_FALSE(read(R"({"agent":"Morvo","rationale":"r"})")) << "no action";
+    EXPECT_FALSE(read(R"({"action":5})"));
+    auto a = read(R"({"action":"Send"})");
+    ASSERT_TRUE(a);
+    EXPECT_EQ(a->id, QStringLiteral("ap-1"));
+    EXPECT_FALSE(a->isWeighty) << "a missing reversible says nothing";
+    EXPECT_FALSE(a->canDecide) << "a missing canDecide means no";
+    EXPECT_FALSE(a->details);
+    EXPECT_TRUE(read(R"({"action":"a","reversible":false,"risk":"low"})")->isWeighty);
+    EXPECT_TRUE(read(R"({"action":"a","reversible":true,"risk":"high"})")->isWeighty);
+    EXPECT_FALSE(read(R"({"action":"a","risk":"High"})")->isWeighty);
+    EXPECT_FALSE(read(R"({"action":"a","reversible":"false"})")->isWeighty);
+    EXPECT_FALSE(read(R"({"action":"a","payload":" \n\t "})")->details) << "blank";
+    EXPECT_EQ(read(R"({"action":"a","payload":" x\n"})")->details, QStringLiteral(" x\n")) << "untrimmed";
+    EXPECT_FALSE(read(R"({"action":"a","payload":{"x":1}})")->details);
+    EXPECT_TRUE(read(R"({"action":"a","canDecide":true})")->canDecide);
+
+    // What stands under the action: 600 characters of the payload whole, 601 cut to 600 and "…".
+    VantleApproval shown;
+    shown.rationale = QStringLiteral("  Asked by Friday \n");
+    shown.details = QString(600, QLatin1Char('x'));
+    EXPECT_EQ(shown.detailText(), QStringLiteral("Asked by Friday\n\n") + QString(600, QLatin1Char('x')));
+    shown.details = QString(601, QLatin1Char('x'));
+    EXPECT_EQ(shown.detailText(),
+              QStringLiteral("Asked by Friday\n\n") + QString(600, QLatin1Char('x')) + "…");
+    shown.rationale = QStringLiteral(" ");
+    shown.details.reset();
+    EXPECT_EQ(shown.detailText(), QString());
 }
 
 TEST(VantleEvents, DispatchBuildsTextFromDeltasAndPassesProgress) {

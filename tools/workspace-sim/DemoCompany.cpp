@@ -1,5 +1,6 @@
 #include "DemoCompany.h"
 
+#include "DemoNotices.h"
 #include "SimJson.h"
 #include "SimServer.h"
 
@@ -187,58 +188,24 @@ void DemoCompany::start() {
 void DemoCompany::tick(int generation, int count) {
     if (generation != generation_)
         return;
-    static const QJsonObject notices[] = {
-        QJsonObject{{QStringLiteral("agentId"), QStringLiteral("pelka")},
-                    {QStringLiteral("title"), QStringLiteral("Timesheet gap")},
-                    {QStringLiteral("message"), QStringLiteral("Tuesday has 2 hours without entries.")},
-                    {QStringLiteral("tone"), QStringLiteral("warning")},
-                    {QStringLiteral("to"), QStringLiteral("/time")}},
-        QJsonObject{
-            {QStringLiteral("agentId"), QStringLiteral("person")},
-            {QStringLiteral("title"), QStringLiteral("Tõnu Kask")},
-            {QStringLiteral("message"), QStringLiteral("Could you look at the Pärnu estimate before 3 pm?")},
-            {QStringLiteral("tone"), QStringLiteral("info")},
-            {QStringLiteral("to"), QStringLiteral("/inbox/messages/m-4471")}},
-        QJsonObject{
-            {QStringLiteral("agentId"), QStringLiteral("Dorn")},
-            {QStringLiteral("title"), QStringLiteral("Board report ready")},
-            {QStringLiteral("message"), QStringLiteral("Health score 72: cash flow is the thing to watch.")},
-            {QStringLiteral("tone"), QStringLiteral("info")},
-            {QStringLiteral("to"), QStringLiteral("/agents/dorn")}},
-        QJsonObject{{QStringLiteral("agentId"), QStringLiteral("lirra")},
-                    {QStringLiteral("title"), QStringLiteral("Mari Kuusk answered")},
-                    {QStringLiteral("message"), QStringLiteral("The invoices will be paid on Friday.")},
-                    {QStringLiteral("tone"), QStringLiteral("info")}},
-    };
-    static const QJsonObject approvals[] = {
-        QJsonObject{{QStringLiteral("agent"), QStringLiteral("Morvo")},
-                    {QStringLiteral("action"),
-                     QStringLiteral("Send the proposal \"Harbour Logistics — Phase 2\" to the client")},
-                    {QStringLiteral("rationale"),
-                     QStringLiteral("The client asked for it by Friday; the terms match phase 1.")},
-                    {QStringLiteral("payload"),
-                     QStringLiteral("Total: 18 400 € + VAT\nDuration: six weeks\nStart: 3 March")},
-                    {QStringLiteral("reversible"), false},
-                    {QStringLiteral("risk"), QStringLiteral("high")},
-                    {QStringLiteral("canDecide"), true}},
-        QJsonObject{
-            {QStringLiteral("agent"), QStringLiteral("Lirra")},
-            {QStringLiteral("action"), QStringLiteral("Send a payment reminder to Mäe Ehitus")},
-            {QStringLiteral("rationale"), QStringLiteral("Invoices #2291 and #2304 are 34 days late.")},
-            {QStringLiteral("risk"), QStringLiteral("low")},
-            {QStringLiteral("canDecide"), true}},
-        QJsonObject{
-            {QStringLiteral("agent"), QStringLiteral("Pelka")},
-            {QStringLiteral("action"), QStringLiteral("Approve Tõnu Kask's leave, 12 to 16 May")},
-            {QStringLiteral("rationale"), QStringLiteral("Cover is arranged: Mari takes Harbour Logistics.")},
-            {QStringLiteral("canDecide"), true}},
-    };
-    if (count % 2 == 0) {
-        sim_.pushNotification(notices[(count / 2) % std::size(notices)]);
-    } else {
-        sim_.pushApproval(approvals[(count / 2) % std::size(approvals)], {});
+    const auto& notices = demoNotices();
+    const DemoNotice& next = notices[static_cast<std::size_t>(count) % notices.size()];
+    switch (next.kind) {
+    case DemoNotice::Kind::notification:
+        sim_.pushNotification(next.fields);
+        break;
+    case DemoNotice::Kind::approval:
+        sim_.pushApproval(next.fields, {});
+        break;
+    case DemoNotice::Kind::approvalById: {
+        const QString id = SimJson::newId(QStringLiteral("apr"));
+        QJsonObject fields = next.fields;
+        fields.insert(QStringLiteral("id"), id);
+        sim_.pushApproval(fields, {{QStringLiteral("to"), QStringLiteral("/approvals?approvalId=") + id}});
+        break;
     }
-    sim_.hub().schedule(std::chrono::seconds(SimJson::randomBetween(60, 120)),
+    }
+    sim_.hub().schedule(std::chrono::seconds(SimJson::randomBetween(45, 90)),
                         [this, generation, count] { tick(generation, count + 1); });
 }
 

@@ -1,0 +1,159 @@
+#include "stage/StageViewController.h"
+
+#include "base/Scheduler.h"
+#include "base/Text.h"
+#include "character/CharacterPlayer.h"
+#include "notifications/VantleApproval.h"
+#include "platform/Services.h"
+#include "stage/BalloonView.h"
+#include "workspace/VantleClient.h"
+
+#include <memory>
+#include <utility>
+
+// Approvals decided in the balloon: what is asked and why, three answers, and what the agent
+// says once the workspace has the decision.
+namespace {
+
+constexpr double outcomeSeconds = 5.0;
+
+} // namespace
+
+void StageViewController::presentDecision(const QString& id, const VantleNotification& n) {
+    const quint64 shown = ++presentedNotifications;
+    appearIfHidden();
+    // The user's focus stays where it was.
+    BalloonPanel& panel = makeBalloon(false);
+    chatSession.cancel();
+    autoDismissWorkItem.cancel();
+    pendingAction = nullptr;
+    panel.balloon().setTitle(n.title);
+    panel.balloon().setInputShown(false);
+    panel.balloon().showMessage(n.message.isEmpty() ? n.title : n.message, true, std::nullopt, false,
+                                BalloonStatus::working);
+    placeBalloon();
+    player().play({QStringLiteral("GetAttention"), QStringLiteral("Explain")});
+
+    QPointer<BalloonPanel> asked(&panel);
+    QCoro::connect(VantleClient::approval(id), this, [this, asked, shown, n](const auto& result) {
+        // Still fetching in the same balloon: not closed, replaced, or turned into a chat.
+        if (!asked || balloonPanel != asked || presentedNotifications != shown ||
+            asked->balloon().isInputShown() || asked->balloon().isDeciding()) {
+            return;
+        }
+        // A refusal and a failure to read look the same: the notice as it came.
+        if (!result || !result->canDecide) {
+            presentPlainNotification(n);
+            return;
+        }
+        showApproval(*result, *asked, n);
+    });
+}
+
+void StageViewController::showApproval(const VantleApproval& approval, BalloonPanel& panel,
+                                       const VantleNotification& n) {
+    BalloonView& balloon = panel.balloon();
+    const std::optional<QString> hint =
+        approval.isWeighty ? std::optional(base::pick(QStringLiteral("Once approved, this can't be undone."),
+                                                      QStringLiteral("Kinnitatut ei saa tagasi võtta.")))
+                           : std::nullopt;
+    balloon.showMessage(approval.action, true, hint, false, BalloonStatus::notice);
+
+    QPointer<StageViewController> self(this);
+    QPointer<BalloonPanel> asked(&panel);
+    // One shared copy of what the three answers need.
+    const auto asking = std::make_shared<const std::pair<VantleApproval, VantleNotification>>(approval, n);
+    const auto answer = [self, asked, asking](bool approve) {
+        return [self, asked, asking, approve](std::optional<QString> comment) {
+            if (self && asked) {
+                self->decide(asking->first, approve, comment, *asked, asking->second);
+            }
+        };
+    };
+    BalloonView::Decision decision;
+    decision.approve = answer(true);
+    decision.decline = answer(false);
+    decision.review = [self, asking] {
+        const VantleNotification& notification = asking->second;
+        VantleClient::markRead(notification.id);
+        const auto url = notification.to ? VantleClient::dashboardURL(*notification.to) : std::nullopt;
+        if (const auto desktop = platform::services().desktop; url && desktop) {
+            desktop->open(*url);
+        }
+        if (self) {
+            self->closeChat();
+        }
+    };
+    // The decision stays for as long as the user leaves it: no timer closes it.
+    balloon.showDecision(approval.detailText(), std::move(decision));
+    placeBalloon();
+}
+
+void StageViewController::decide(const VantleApproval& approval, bool approve,
+                                 const std::optional<QString>& comment, BalloonPanel& panel,
+                                 const VantleNotification& n) {
+    // Disabled first, so that a second press never reaches the workspace.
+    if (panel.balloon().isDeciding()) {
+        panel.balloon().setDecisionEnabled(false);
+        panel.balloon().setStatus(BalloonStatus::working);
+        placeBalloon();
+    }
+    noteInteraction();
+    const quint64 shown = presentedNotifications;
+    QPointer<BalloonPanel> asked(&panel);
+    const auto current = [this, asked, shown] {
+        return asked && balloonPanel == asked && presentedNotifications == shown;
+    };
+    const bool withComment = comment && !comment->isEmpty();
+    QCoro::connect(VantleClient::decide(approval.id, approve, comment), this,
+                   [this, current, asked, approval, approve, withComment, n](const auto& failure) {
+                       if (!failure) {
+                           // A decision that was sent stays sent, whatever became of the balloon.
+                           QCoro::connect(VantleClient::markRead(n.id), this,
+                                          [this, current, asked, approval, approve, withComment] {
+                                              if (current()) {
+                                                  showDecisionOutcome(approval, approve, withComment, *asked);
+                                              }
+                                          });
+                           return;
+                       }
+                       if (!current()) {
+                           return;
+                       }
+                       // Everything stays in place, the comment too, for another try.
+                       if (asked->balloon().isDeciding()) {
+                           asked->balloon().setDecisionEnabled(true);
+                           asked->balloon().setStatus(BalloonStatus::failure);
+                           asked->balloon().setHint(failure->localizedDescription());
+                       }
+                       placeBalloon();
+                       player().play({QStringLiteral("Confused"), QStringLiteral("Alert")});
+                   });
+}
+
+void StageViewController::showDecisionOutcome(const VantleApproval& approval, bool approve, bool withComment,
+                                              BalloonPanel& panel) {
+    const QString name = approval.agent.isEmpty() ? VantleAgents::displayName(vantleAgent()) : approval.agent;
+    QString text;
+    if (approve) {
+        text = base::pick(QStringLiteral("Approved. ") + name + QStringLiteral(" takes it from here."),
+                          QStringLiteral("Kinnitatud. ") + name + QStringLiteral(" jätkab siit."));
+    } else if (withComment) {
+        text = base::pick(QStringLiteral("Declined. ") + name + QStringLiteral(" has your comment."),
+                          QStringLiteral("Tagasi lükatud. ") + name + QStringLiteral(" sai su kommentaari."));
+    } else {
+        text = base::pick(QStringLiteral("Declined."), QStringLiteral("Tagasi lükatud."));
+    }
+    panel.balloon().setInputShown(false);
+    panel.balloon().showMessage(text, true, std::nullopt, false, BalloonStatus::success);
+    placeBalloon();
+    playNext(approve ? QStringList{QStringLiteral("Congratulate"), QStringLiteral("Explain")}
+                     : QStringList{QStringLiteral("Reassure"), QStringLiteral("Explain")});
+    QPointer<StageViewController> self(this);
+    QPointer<BalloonPanel> shown(&panel);
+    autoDismissWorkItem = base::Scheduler::current().after(outcomeSeconds, [self, shown] {
+        if (self && shown && self->balloonPanel == shown && !shown->balloon().isInputShown()) {
+            self->closeChat();
+        }
+    });
+}

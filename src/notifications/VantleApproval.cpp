@@ -1,0 +1,52 @@
+#include "notifications/VantleApproval.h"
+
+#include "base/Json.h"
+
+#include <QStringList>
+
+namespace {
+
+constexpr qsizetype detailLimit = 600;
+
+QString shortened(const QString& details) {
+    if (details.size() <= detailLimit) {
+        return details;
+    }
+    // A character outside the basic plane isn't cut in half.
+    const qsizetype cut = details.at(detailLimit - 1).isHighSurrogate() ? detailLimit - 1 : detailLimit;
+    return details.left(cut) + QStringLiteral("…");
+}
+
+} // namespace
+
+QString VantleApproval::detailText() const {
+    QStringList parts;
+    for (const QString& part : {rationale, details ? shortened(*details) : QString()}) {
+        if (!part.trimmed().isEmpty()) {
+            parts << part.trimmed();
+        }
+    }
+    return parts.join(QStringLiteral("\n\n"));
+}
+
+std::optional<VantleApproval> VantleApproval::fromJson(const QJsonObject& json, const QString& id) {
+    using namespace base::json;
+    const auto action = string(json, QStringLiteral("action"));
+    if (!action) {
+        return std::nullopt;
+    }
+    VantleApproval approval;
+    approval.id = id;
+    approval.agent = stringOr(json, QStringLiteral("agent"));
+    approval.action = *action;
+    approval.rationale = stringOr(json, QStringLiteral("rationale"));
+    if (const auto payload = string(json, QStringLiteral("payload"));
+        payload && !payload->trimmed().isEmpty()) {
+        approval.details = payload;
+    }
+    // Only an explicit false says that it can't be undone; a missing key says nothing.
+    approval.isWeighty = boolean(json, QStringLiteral("reversible")) == false ||
+                         string(json, QStringLiteral("risk")) == QStringLiteral("high");
+    approval.canDecide = booleanOr(json, QStringLiteral("canDecide"), false);
+    return approval;
+}
