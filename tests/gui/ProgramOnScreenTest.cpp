@@ -373,8 +373,7 @@ TEST_F(ProgramOnScreen, AnApprovalPushedByTheWorkspaceIsApprovedWithOneClick) {
     ASSERT_TRUE(spinUntil(
         [&] {
             frame = geometryOf(balloon);
-            keepScreenshot(frame, "approval.png");
-            const QImage shot(QString(MIRK_ARTEFACTS_DIR) + "/approval.png");
+            const QImage shot = screenshot(frame, "approval.png");
             QList<QPoint> wide;
             for (int y = 0; y < shot.height(); ++y) {
                 QList<int> xs;
