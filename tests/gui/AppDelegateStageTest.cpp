@@ -1,6 +1,8 @@
 #include "app/AppDelegate.h"
+#include "app/AppEvents.h"
 #include "app/HotKey.h"
 #include "app/Settings.h"
+#include "base/Clock.h"
 #include "base/VirtualScheduler.h"
 #include "character/CharacterPlayer.h"
 #include "character/CharacterView.h"
@@ -8,10 +10,15 @@
 #include "platform/fake/FakeServices.h"
 #include "stage/StageViewController.h"
 #include "support/CharacterFixture.h"
+#include "support/SpinUntil.h"
 #include "support/TestEnvironment.h"
+#include "workspace/VantleEvents.h"
 
+#include <QApplication>
 #include <QJsonObject>
+#include <QMenu>
 #include <QScreen>
+#include <QTimer>
 
 #include <gtest/gtest.h>
 
@@ -32,6 +39,13 @@ protected:
             fixture.add(id, CharacterFixture::definition(id, 4, 3, 40), middle);
         }
         fixture.activate();
+    }
+
+    void TearDown() override {
+        app.reset();
+        // The event stream outlives the program object; it must not wait on this test's clock.
+        VantleEvents::shared().stop();
+        scheduler.advance(0);
     }
 
     void launch() {
@@ -120,4 +134,26 @@ TEST_F(AppDelegateStageTest, TheShortcutsBringTheAgentsOnAndOneHeldElsewhereCost
 
     app.reset();
     EXPECT_TRUE(services.hotKeys->grabbed.isEmpty()) << "released with the program";
+}
+
+TEST_F(AppDelegateStageTest, TheQuitItemEndsTheLoopThroughApplicationWillTerminate) {
+    launch();
+    scheduler.advance(1);
+    QList<QDateTime> ends;
+    QObject::connect(&AppEvents::shared(), &AppEvents::activityEnds, app.get(),
+                     [&ends](const QDateTime& at) { ends << at; });
+    app->stage->showContextMenu({400, 400});
+    ASSERT_TRUE(spinUntil([] { return QApplication::activePopupWidget() != nullptr; }));
+    auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+    ASSERT_TRUE(menu);
+    QAction* quit = menu->actions().last();
+    ASSERT_EQ(quit->text(), "Quit Mirk Vantle Agents");
+    QTimer::singleShot(0, quit, &QAction::trigger);
+    // Should the item not end the loop, the test fails instead of hanging.
+    QTimer patience;
+    patience.setSingleShot(true);
+    QObject::connect(&patience, &QTimer::timeout, [] { QCoreApplication::exit(1); });
+    patience.start(10000);
+    EXPECT_EQ(QCoreApplication::exec(), 0);
+    EXPECT_EQ(ends, QList<QDateTime>{base::Clock::now()}) << "the open activity span closes as the loop ends";
 }

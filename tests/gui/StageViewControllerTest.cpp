@@ -229,7 +229,7 @@ TEST_F(StageTest, KeysOnTheFigure) {
     EXPECT_EQ(stage->handOver->target, "lirra");
 }
 
-TEST_F(StageTest, TheContextMenuOpensOnlyWithACharacterAndHidesTheFigure) {
+TEST_F(StageTest, TheContextMenuOpensOnlyWithACharacterChoosesAgentsAndHidesTheFigure) {
     CharacterFixture empty;
     empty.activate();
     build();
@@ -240,18 +240,43 @@ TEST_F(StageTest, TheContextMenuOpensOnlyWithACharacterAndHidesTheFigure) {
     stage.reset();
     window.reset();
     onStage();
-    stage->showContextMenu({400, 400});
-    ASSERT_TRUE(spinUntil([] { return QApplication::activePopupWidget() != nullptr; }));
-    auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+    const auto open = [&] {
+        stage->showContextMenu({400, 400});
+        spinUntil([] { return QApplication::activePopupWidget() != nullptr; });
+        return qobject_cast<QMenu*>(QApplication::activePopupWidget());
+    };
+    const auto choose = [&](QMenu* menu, QAction* item) {
+        item->trigger();
+        menu->close();
+        watch(3);
+        return player().sheet()->definition.id;
+    };
+    // Items as one line: "-" for a separator, "*" after the one that is checked.
+    const auto items = [](const QMenu* menu) {
+        QStringList out;
+        for (const auto* item : menu->actions()) {
+            out << (item->isSeparator() ? "-" : item->text() + (item->isChecked() ? "*" : ""));
+        }
+        return out.join('|').toStdString();
+    };
+    QMenu* menu = open();
     ASSERT_TRUE(menu);
-    ASSERT_EQ(menu->actions().size(), 4);
-    EXPECT_EQ(menu->actions().at(0)->text(), "Chat with Dorn…");
-    EXPECT_EQ(menu->actions().at(1)->text(), "New Conversation");
-    EXPECT_TRUE(menu->actions().at(2)->isSeparator());
-    EXPECT_EQ(menu->actions().at(3)->text(), "Hide");
-    menu->actions().at(3)->trigger();
-    menu->close();
-    watch(1);
+    EXPECT_EQ(items(menu), "Chat with Dorn…|New Conversation|-|Choose Agent|Hide|-|Quit Mirk Vantle Agents");
+    QMenu* agents = menu->actions().at(3)->menu();
+    ASSERT_TRUE(agents);
+    EXPECT_EQ(items(agents), "Dorn*|Lirra|Morvo|Pelka|-|Next Agent");
+    EXPECT_EQ(agents->actions().at(3)->shortcut(), QKeySequence("Ctrl+Alt+4"));
+    EXPECT_EQ(choose(menu, agents->actions().at(3)), "pelka");
+
+    menu = open();
+    ASSERT_TRUE(menu);
+    agents = menu->actions().at(3)->menu();
+    EXPECT_EQ(items(agents), "Dorn|Lirra|Morvo|Pelka*|-|Next Agent");
+    EXPECT_EQ(choose(menu, agents->actions().last()), "dorn") << "the next after the last is the first";
+
+    menu = open();
+    ASSERT_TRUE(menu);
+    choose(menu, menu->actions().at(4));
     EXPECT_TRUE(player().isHidden);
     EXPECT_FALSE(window->isVisible());
 }

@@ -1,4 +1,5 @@
 #include "platform/Services.h"
+#include "platform/linux/DBusSessionEvents.h"
 #include "platform/linux/SystemSecretStore.h"
 #include "platform/linux/X11.h"
 #include "platform/linux/X11DragBoard.h"
@@ -16,6 +17,8 @@ Services systemServices() {
     s.desktop = std::make_shared<XdgDesktop>();
     s.secretStore =
         std::make_shared<SystemSecretStore>(QLatin1String(AppIdentity::name), AppIdentity::supportURL());
+    s.sessionEvents = std::make_shared<DBusSessionEvents>(DBusSessionEvents::systemBusAddress(),
+                                                          DBusSessionEvents::sessionBusAddress());
     // Pointer, drags, shortcuts and click-through need X; elsewhere those features stay off.
     if (auto* x = x11::connection()) {
         s.pointer = std::make_shared<X11Pointer>(x);
