@@ -5,7 +5,7 @@
 #include "app/HotKey.h"
 #include "app/Language.h"
 #include "app/Settings.h"
-#include "app/TerminationSignal.h"
+#include "base/Clock.h"
 #include "base/Text.h"
 #include "character/CharacterSheet.h"
 #include "character/CharacterView.h"
@@ -21,8 +21,14 @@
 #include <QCoreApplication>
 #include <QDir>
 
+#include <cstdio>
+#include <unistd.h>
+
 AppDelegate::AppDelegate(QObject* parent) : QObject(parent) {
     runLink = [this](const QUrl& url) { LinkCommands::run(url, *this); };
+    if (auto* application = QCoreApplication::instance()) {
+        connect(application, &QCoreApplication::aboutToQuit, this, &AppDelegate::applicationWillTerminate);
+    }
 }
 
 AppDelegate::~AppDelegate() {
@@ -38,7 +44,6 @@ void AppDelegate::applicationDidFinishLaunching() {
     startVantleEvents();
     Language::refreshWorkspaceLanguage();
     observeLanguage();
-    startRecording();
     QPointer<AppDelegate> self(this);
     // Links that came early run once everything above stands, in the order they arrived.
     startUpFinish = base::Scheduler::current().after(0, [self] {
@@ -57,7 +62,19 @@ void AppDelegate::applicationDidFinishLaunching() {
 }
 
 void AppDelegate::applicationWillTerminate() {
+    closeActivitySpan();
     Settings::sync();
+}
+
+void AppDelegate::terminateBySignal() {
+    closeActivitySpan();
+    Settings::sync();
+    std::fflush(nullptr);
+    ::_exit(0);
+}
+
+void AppDelegate::closeActivitySpan() {
+    emit AppEvents::shared().activityEnds(base::Clock::now());
 }
 
 void AppDelegate::open(const QList<QUrl>& urls) {
@@ -190,7 +207,8 @@ void AppDelegate::startVantleEvents() {
     events.start();
     if (auto session = platform::services().sessionEvents) {
         // After a sleep the old connection is dead and the token likely stale.
-        session->onWake = [] { VantleEvents::shared().restart(); };
+        connect(session.get(), &platform::SessionEvents::didWake, this,
+                [] { VantleEvents::shared().restart(); });
     }
 }
 
@@ -200,14 +218,5 @@ void AppDelegate::observeLanguage() {
         if (self && self->settingsWindow) {
             self->settingsWindow->setWindowTitle(self->settingsTitle());
         }
-    });
-}
-
-void AppDelegate::startRecording() {
-    // The end by SIGTERM: settings reach the disk and the loop ends with status 0, without the
-    // quit item's road.
-    TerminationSignal::install([] {
-        Settings::sync();
-        QCoreApplication::exit(0);
     });
 }

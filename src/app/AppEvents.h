@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDateTime>
 #include <QObject>
 
 // Application-wide announcements that several parts of the program listen to.
@@ -15,6 +16,8 @@ signals:
     void languageDidChange();
     // The user asked for the settings window.
     void settingsRequested();
+    // The program is ending, by either road: the open activity span closes at this time.
+    void activityEnds(const QDateTime& at);
 
 private:
     AppEvents() = default;

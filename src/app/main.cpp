@@ -35,6 +35,11 @@ int main(int argc, char** argv) {
         return 0;
     }
 
+    // Global shortcuts, click-through and the window in front need X11: on a Wayland session the
+    // program runs under XWayland, and on Wayland itself only where no X server is to be had.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        qputenv("QT_QPA_PLATFORM", "xcb;wayland");
+    }
     QApplication app(argc, argv);
     QApplication::setApplicationName(QLatin1String(AppIdentity::name));
     QApplication::setOrganizationName(QLatin1String(AppIdentity::name));
@@ -43,8 +48,7 @@ int main(int argc, char** argv) {
     QApplication::setQuitOnLastWindowClosed(false);
 
     platform::install(platform::systemServices());
-    // Until start-up installs the full handler, SIGTERM still ends the loop cleanly.
-    TerminationSignal::install([] { QCoreApplication::exit(0); });
+    TerminationSignal::install(&AppDelegate::terminateBySignal);
 
     AppDelegate delegate;
     SingleInstance instance(socketPath);

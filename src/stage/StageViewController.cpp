@@ -8,7 +8,9 @@
 #include "character/CharacterSheet.h"
 #include "character/CharacterView.h"
 #include "character/CharacterWindow.h"
+#include "stage/CharactersMenu.h"
 
+#include <QCoreApplication>
 #include <QKeyEvent>
 #include <QMenu>
 #include <QScreen>
@@ -344,10 +346,25 @@ void StageViewController::showContextMenu(QPoint at) {
                         }
                     });
     menu->addSeparator();
+    auto* agents = CharactersMenu::make(
+        player().sheet()->definition.id,
+        [self](const QString& id) {
+            if (self) {
+                self->bringOn(id);
+            }
+        },
+        menu);
+    agents->setTitle(base::pick(QStringLiteral("Choose Agent"), QStringLiteral("Vali agent")));
+    menu->addMenu(agents);
     menu->addAction(base::pick(QStringLiteral("Hide"), QStringLiteral("Peida")), menu, [self] {
         if (self) {
             self->playerWantsToDisappear(self->player());
         }
     });
+    // The way out where no tray stands to offer one.
+    menu->addSeparator();
+    menu->addAction(
+        base::pick(QStringLiteral("Quit Mirk Vantle Agents"), QStringLiteral("Sulge Mirk Vantle Agents")),
+        menu, [] { QCoreApplication::quit(); });
     menu->popup(at);
 }

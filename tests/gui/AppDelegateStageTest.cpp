@@ -1,6 +1,8 @@
 #include "app/AppDelegate.h"
+#include "app/AppEvents.h"
 #include "app/HotKey.h"
 #include "app/Settings.h"
+#include "base/Clock.h"
 #include "base/VirtualScheduler.h"
 #include "character/CharacterPlayer.h"
 #include "character/CharacterView.h"
@@ -8,11 +10,15 @@
 #include "platform/fake/FakeServices.h"
 #include "stage/StageViewController.h"
 #include "support/CharacterFixture.h"
+#include "support/SpinUntil.h"
 #include "support/TestEnvironment.h"
 #include "workspace/VantleEvents.h"
 
+#include <QApplication>
 #include <QJsonObject>
+#include <QMenu>
 #include <QScreen>
+#include <QTimer>
 
 #include <gtest/gtest.h>
 
@@ -36,7 +42,8 @@ protected:
     }
 
     void TearDown() override {
-        // The stream's loop waits on this test's scheduler: it ends with the test.
+        app.reset();
+        // The event stream outlives the program object; it must not wait on this test's clock.
         VantleEvents::shared().stop();
         scheduler.advance(0);
     }
@@ -144,4 +151,26 @@ TEST_F(AppDelegateStageTest, NotificationsReachTheStageOnlyWhileSwitchedOnAndVan
 
     app->openVantle();
     EXPECT_EQ(services.desktop->opened, QList<QUrl>{QUrl("http://127.0.0.1:1/app/")});
+}
+
+TEST_F(AppDelegateStageTest, TheQuitItemEndsTheLoopThroughApplicationWillTerminate) {
+    launch();
+    scheduler.advance(1);
+    QList<QDateTime> ends;
+    QObject::connect(&AppEvents::shared(), &AppEvents::activityEnds, app.get(),
+                     [&ends](const QDateTime& at) { ends << at; });
+    app->stage->showContextMenu({400, 400});
+    ASSERT_TRUE(spinUntil([] { return QApplication::activePopupWidget() != nullptr; }));
+    auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+    ASSERT_TRUE(menu);
+    QAction* quit = menu->actions().last();
+    ASSERT_EQ(quit->text(), "Quit Mirk Vantle Agents");
+    QTimer::singleShot(0, quit, &QAction::trigger);
+    // Should the item not end the loop, the test fails instead of hanging.
+    QTimer patience;
+    patience.setSingleShot(true);
+    QObject::connect(&patience, &QTimer::timeout, [] { QCoreApplication::exit(1); });
+    patience.start(10000);
+    EXPECT_EQ(QCoreApplication::exec(), 0);
+    EXPECT_EQ(ends, QList<QDateTime>{base::Clock::now()}) << "the open activity span closes as the loop ends";
 }

@@ -84,7 +84,12 @@ public:
         env.insert("XDG_DATA_HOME", home + "/data");
         env.insert("XDG_CACHE_HOME", home + "/cache");
         env.insert("XDG_RUNTIME_DIR", home + "/runtime");
-        env.insert("QT_QPA_PLATFORM", "xcb");
+        // As on a Wayland session that offers XWayland: the program asks for X11 by itself.
+        env.remove("QT_QPA_PLATFORM");
+        env.insert("XDG_SESSION_TYPE", "wayland");
+        env.insert("WAYLAND_DISPLAY", "wayland-mirk");
+        env.remove("XDG_CURRENT_DESKTOP");
+        env.remove("XDG_SESSION_DESKTOP");
         env.insert("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + home + "/no-bus");
         env.remove("VANTLE_DESKTOP_KEY");
         if (!desktopKey.isEmpty()) {
@@ -124,8 +129,9 @@ class ProgramOnScreen : public ::testing::Test {
 protected:
     void SetUp() override {
         if (!platform::x11::connection() || QStandardPaths::findExecutable("xdotool").isEmpty() ||
-            QStandardPaths::findExecutable("import").isEmpty()) {
-            GTEST_SKIP() << "needs an X server, xdotool and ImageMagick";
+            QStandardPaths::findExecutable("import").isEmpty() ||
+            QStandardPaths::findExecutable("weston").isEmpty()) {
+            GTEST_SKIP() << "needs an X server, xdotool, ImageMagick and weston";
         }
         const QString root = home.path();
         for (const char* sub : {"config/Mirk Vantle Agents", "data/mirkvantle-agents", "cache", "runtime"}) {
@@ -150,10 +156,27 @@ protected:
             fixture.add(id, d, disc);
         }
         ASSERT_TRUE(QFile::link(fixture.path(), root + "/data/mirkvantle-agents/Characters"));
+
+        // A Wayland compositor beside the X server, as on a Wayland session with XWayland; a
+        // program that took Wayland would show its figure there, out of the test's sight.
+        auto env = QProcessEnvironment::systemEnvironment();
+        env.insert("XDG_RUNTIME_DIR", root + "/runtime");
+        compositor.setProcessEnvironment(env);
+        compositor.setStandardOutputFile(QProcess::nullDevice());
+        compositor.setStandardErrorFile(QProcess::nullDevice());
+        compositor.start("weston",
+                         {"--backend=headless-backend.so", "--socket=wayland-mirk", "--idle-time=0"});
+        ASSERT_TRUE(spinUntil([&] { return QFile::exists(root + "/runtime/wayland-mirk"); }));
+    }
+
+    void TearDown() override {
+        compositor.kill();
+        compositor.waitForFinished(5000);
     }
 
     QTemporaryDir home;
     CharacterFixture fixture;
+    QProcess compositor;
 };
 
 // What the screen shows around a rectangle, also kept as an artefact under the name.
@@ -266,7 +289,24 @@ TEST_F(ProgramOnScreen, TheFigureStandsClicksThroughItsCornersMovesAndComesBackW
     const QString figure = again.window("Lirra");
     ASSERT_FALSE(figure.isEmpty()) << "the last agent comes back";
     EXPECT_EQ(geometryOf(figure), moved) << "where it was left";
-    EXPECT_TRUE(again.terminate());
+
+    // With no tray on this desktop, the way out is the last item of the figure's own menu.
+    const QString pid = QString::number(again.process.processId());
+    const auto windows = [&] {
+        return run("xdotool", {"search", "--onlyvisible", "--pid", pid}).split('\n');
+    };
+    const int shown = windows().size();
+    ASSERT_TRUE(
+        xdotool({"mousemove", QString::number(moved.center().x()), QString::number(moved.center().y())}));
+    ASSERT_TRUE(spinUntil([&] { return inputRectangles(figure) > 0; }));
+    ASSERT_TRUE(xdotool({"click", "3"}));
+    ASSERT_TRUE(spinUntil([&] { return windows().size() > shown; })) << "the menu opens";
+    ASSERT_TRUE(xdotool({"key", "Up", "Return"}));
+    ASSERT_TRUE(again.process.waitForFinished(15000));
+    EXPECT_EQ(again.process.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(again.process.exitCode(), 0);
+    EXPECT_FALSE(QFile::exists(home.path() + "/runtime/mirkvantle-agents.socket"))
+        << "the quit road ends the program in order, releasing its socket";
 }
 
 TEST_F(ProgramOnScreen, ControlAltSpaceOpensTheChatAndTheAnswerComesBack) {

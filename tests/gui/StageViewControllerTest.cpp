@@ -244,7 +244,7 @@ TEST_F(StageTest, AnEntranceReplaysShowWhereMerelyAppearingDoesNot) {
     EXPECT_EQ(watch(1), (Played{{"dorn", "Show"}})) << "hidden, it comes back with its entrance";
 }
 
-TEST_F(StageTest, TheContextMenuOpensOnlyWithACharacterAndHidesTheFigure) {
+TEST_F(StageTest, TheContextMenuOpensOnlyWithACharacterChoosesAgentsAndHidesTheFigure) {
     CharacterFixture empty;
     empty.activate();
     build();
@@ -255,33 +255,53 @@ TEST_F(StageTest, TheContextMenuOpensOnlyWithACharacterAndHidesTheFigure) {
     stage.reset();
     window.reset();
     onStage();
-    const auto popUp = [&] {
+    const auto open = [&] {
         stage->showContextMenu({400, 400});
-        EXPECT_TRUE(spinUntil([] { return QApplication::activePopupWidget() != nullptr; }));
+        spinUntil([] { return QApplication::activePopupWidget() != nullptr; });
         return qobject_cast<QMenu*>(QApplication::activePopupWidget());
     };
-    const auto texts = [](QMenu* menu) {
-        QStringList out;
-        for (auto* action : menu->actions()) {
-            out << (action->isSeparator() ? QStringLiteral("-") : action->text());
-        }
+    const auto choose = [&](QMenu* menu, QAction* item) {
+        item->trigger();
         menu->close();
-        return out;
+        watch(3);
+        return player().sheet()->definition.id;
     };
-    auto* menu = popUp();
+    // Items as one line: "-" for a separator, "*" after the one that is checked.
+    const auto items = [](const QMenu* menu) {
+        QStringList out;
+        for (const auto* item : menu->actions()) {
+            out << (item->isSeparator() ? "-" : item->text() + (item->isChecked() ? "*" : ""));
+        }
+        return out.join('|').toStdString();
+    };
+    QMenu* menu = open();
     ASSERT_TRUE(menu);
-    EXPECT_EQ(texts(menu), (QStringList{"Chat with Dorn…", "New Conversation", "-", "Hide"}));
+    EXPECT_EQ(items(menu), "Chat with Dorn…|New Conversation|-|Choose Agent|Hide|-|Quit Mirk Vantle Agents");
+    QMenu* agents = menu->actions().at(3)->menu();
+    ASSERT_TRUE(agents);
+    EXPECT_EQ(items(agents), "Dorn*|Lirra|Morvo|Pelka|-|Next Agent");
+    EXPECT_EQ(agents->actions().at(3)->shortcut(), QKeySequence("Ctrl+Alt+4"));
+    EXPECT_EQ(choose(menu, agents->actions().at(3)), "pelka");
+
+    menu = open();
+    ASSERT_TRUE(menu);
+    agents = menu->actions().at(3)->menu();
+    EXPECT_EQ(items(agents), "Dorn|Lirra|Morvo|Pelka*|-|Next Agent");
+    EXPECT_EQ(choose(menu, agents->actions().last()), "dorn") << "the next after the last is the first";
+
     Settings::setValue(QLatin1String(Settings::Key::language), QStringLiteral("et"));
-    menu = popUp();
+    menu = open();
     ASSERT_TRUE(menu);
-    EXPECT_EQ(texts(menu), (QStringList{"Vestle Dorniga…", "Uus vestlus", "-", "Peida"}));
+    EXPECT_EQ(items(menu), "Vestle Dorniga…|Uus vestlus|-|Vali agent|Peida|-|Sulge Mirk Vantle Agents");
+    menu->close();
+    Settings::setValue(QLatin1String(Settings::Key::language), QStringLiteral("en"));
 
     // "Hide" with the balloon open: the balloon goes first, then the figure.
     stage->say("Hello");
     ASSERT_TRUE(stage->balloonPanel);
-    menu = popUp();
+    menu = open();
     ASSERT_TRUE(menu);
-    menu->actions().at(3)->trigger();
+    menu->actions().at(4)->trigger();
     menu->close();
     EXPECT_FALSE(stage->balloonPanel);
     EXPECT_EQ(player().currentAnimation(), "Hide");

@@ -5,6 +5,8 @@
 #include "platform/linux/X11WindowTraits.h"
 #include "support/SpinUntil.h"
 
+#include <QAbstractNativeEventFilter>
+#include <QCoreApplication>
 #include <QCursor>
 #include <QProcess>
 #include <QWidget>
@@ -121,6 +123,72 @@ TEST_F(X11Test, ShortcutsFireWithAndWithoutNumLockAndOneHeldElsewhereFailsAlone)
     ASSERT_NE(holder.grab(0x38, [] {}), 0);
     EXPECT_EQ(keys.grab(0x38, [] {}), 0);
     EXPECT_NE(keys.grab(0x39, [] {}), 0) << "the others are not affected";
+}
+
+namespace {
+
+// Counts the key presses that reach the program, repeats included.
+class PressCounter : public QAbstractNativeEventFilter {
+public:
+    bool nativeEventFilter(const QByteArray&, void* message, qintptr*) override {
+        const auto* event = static_cast<const xcb_key_press_event_t*>(message);
+        if (x11::eventCode(reinterpret_cast<const xcb_generic_event_t*>(event)) == XCB_KEY_PRESS) {
+            ++presses;
+            keycode = event->detail;
+        }
+        return false;
+    }
+    int presses = 0;
+    xcb_keycode_t keycode = 0;
+};
+
+} // namespace
+
+TEST_F(X11Test, AHeldShortcutActsOnceHoweverOftenItRepeats) {
+    const std::uint32_t on = XCB_AUTO_REPEAT_MODE_ON;
+    xcb_change_keyboard_control(connection, XCB_KB_AUTO_REPEAT_MODE, &on);
+    x11::Reply<xcb_get_keyboard_control_reply_t> control(
+        xcb_get_keyboard_control_reply(connection, xcb_get_keyboard_control(connection), nullptr));
+    ASSERT_TRUE(control && control->global_auto_repeat == XCB_AUTO_REPEAT_MODE_ON);
+
+    X11HotKeys keys(connection);
+    int fired = 0;
+    ASSERT_NE(keys.grab(0x37, [&] { ++fired; }), 0);
+    PressCounter counter; // installed last, so it sees each press before the grabber takes it
+    QCoreApplication::instance()->installNativeEventFilter(&counter);
+    ASSERT_TRUE(runs("xdotool", {"keydown", "ctrl+alt+7"}));
+    spinFor(1500); // well past the delay before a held key repeats
+    ASSERT_TRUE(runs("xdotool", {"keyup", "ctrl+alt+7"}));
+    spinFor(200);
+    QCoreApplication::instance()->removeNativeEventFilter(&counter);
+    EXPECT_GT(counter.presses, 3) << "the key repeated";
+    EXPECT_EQ(fired, 1);
+    ASSERT_TRUE(runs("xdotool", {"key", "ctrl+alt+7"}));
+    EXPECT_TRUE(spinUntil([&] { return fired == 2; })) << "pressed again, it acts again";
+
+    // The server repeats a held key as a release and a press of the same moment, or, to a
+    // connection that asks for detectable auto-repeat, as presses without releases.
+    const auto send = [&](std::uint8_t type, xcb_timestamp_t time) {
+        xcb_key_press_event_t event{};
+        event.response_type = type;
+        event.detail = counter.keycode;
+        event.time = time;
+        event.root = event.event = x11::rootWindow(connection);
+        event.state = XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1;
+        keys.nativeEventFilter("xcb_generic_event_t", &event, nullptr);
+    };
+    send(XCB_KEY_PRESS, 1000);
+    send(XCB_KEY_RELEASE, 1500);
+    send(XCB_KEY_PRESS, 1500);
+    send(XCB_KEY_RELEASE, 1540);
+    send(XCB_KEY_PRESS, 1540);
+    send(XCB_KEY_RELEASE, 1600);
+    send(XCB_KEY_PRESS, 2000);
+    send(XCB_KEY_PRESS, 2500);
+    send(XCB_KEY_PRESS, 2540);
+    send(XCB_KEY_RELEASE, 2600);
+    spinFor(100);
+    EXPECT_EQ(fired, 4) << "two presses, each held through repeats of either kind";
 }
 
 TEST_F(X11Test, ClickThroughEmptiesTheInputShapeAndTheTaskbarIsToldToSkipTheWindow) {

@@ -1,6 +1,8 @@
 #include "app/AppDelegate.h"
+#include "app/AppEvents.h"
 #include "app/Settings.h"
 #include "app/SingleInstance.h"
+#include "app/TerminationSignal.h"
 #include "base/VirtualScheduler.h"
 #include "platform/fake/FakeServices.h"
 #include "support/TestEnvironment.h"
@@ -18,6 +20,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstdio>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -177,9 +180,15 @@ TEST(AppDelegate, EarlyLinksRunOnceAfterStartUpInOrderAndLateOnesAtOnce) {
     EXPECT_TRUE(QFileInfo(services.desktop->opened.at(0).toLocalFile()).isDir());
     EXPECT_TRUE(services.desktop->opened.at(0).toLocalFile().endsWith("/Mirk Vantle Agents/Reports"));
 
-    // The stream's loop waits on this test's scheduler: it ends with the test.
-    VantleEvents::shared().stop();
-    scheduler.advance(0);
+    // After a sleep the event stream starts afresh.
+    auto& events = VantleEvents::shared();
+    events.stop();
+    emit services.sessionEvents->willSleep();
+    EXPECT_FALSE(events.isRunning());
+    emit services.sessionEvents->didWake();
+    EXPECT_TRUE(events.isRunning());
+    events.stop();
+    scheduler.advance(0); // the stopped loops wind down
 }
 
 TEST(Program, EndsWithStatusZeroOnSigterm) {
@@ -195,4 +204,22 @@ TEST(Program, EndsWithStatusZeroOnSigterm) {
     ASSERT_TRUE(program.waitForFinished(10000));
     EXPECT_EQ(program.exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(program.exitCode(), 0) << program.readAllStandardError().toStdString();
+    EXPECT_TRUE(QFileInfo::exists(home.path() + "/runtime/mirkvantle-agents.socket"))
+        << "nothing was unwound: the quit road's clean-up never ran";
+}
+
+TEST(ProgramDeathTest, SigtermClosesTheOpenSpanAndLeavesWithoutTheQuitRoad) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto byTerm = [] {
+        AppDelegate delegate;
+        QObject::connect(&AppEvents::shared(), &AppEvents::activityEnds,
+                         [](const QDateTime&) { std::fputs("span closed\n", stderr); });
+        QObject::connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit,
+                         [] { std::fputs("quit road\n", stderr); });
+        TerminationSignal::install(&AppDelegate::terminateBySignal);
+        ::raise(SIGTERM);
+        spinUntil([] { return false; }, 5000);
+        std::fputs("still running\n", stderr);
+    };
+    EXPECT_EXIT(byTerm(), ::testing::ExitedWithCode(0), "^span closed\n$");
 }

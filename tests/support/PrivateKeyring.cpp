@@ -7,18 +7,13 @@
 #include <QThread>
 
 PrivateKeyring::PrivateKeyring() : previousAddress(qgetenv("DBUS_SESSION_BUS_ADDRESS")) {
-    bus.start(QStringLiteral("dbus-daemon"), {"--session", "--nofork", "--print-address=1"});
-    if (!bus.waitForStarted(5000) || !bus.waitForReadyRead(5000)) {
+    if (!bus.isRunning()) {
         return;
     }
-    const QByteArray address = bus.readLine().trimmed();
-    if (address.isEmpty()) {
-        return;
-    }
-    qputenv("DBUS_SESSION_BUS_ADDRESS", address);
+    qputenv("DBUS_SESSION_BUS_ADDRESS", bus.address().toUtf8());
 
     auto env = QProcessEnvironment::systemEnvironment();
-    env.insert("DBUS_SESSION_BUS_ADDRESS", QString::fromUtf8(address));
+    env.insert("DBUS_SESSION_BUS_ADDRESS", bus.address());
     env.remove("DISPLAY"); // no prompts
     keyring.setProcessEnvironment(env);
     keyring.start(QStringLiteral("gnome-keyring-daemon"),
@@ -50,11 +45,9 @@ PrivateKeyring::PrivateKeyring() : previousAddress(qgetenv("DBUS_SESSION_BUS_ADD
 }
 
 PrivateKeyring::~PrivateKeyring() {
-    for (QProcess* p : {&keyring, &bus}) {
-        if (p->state() != QProcess::NotRunning) {
-            p->kill();
-            p->waitForFinished(3000);
-        }
+    if (keyring.state() != QProcess::NotRunning) {
+        keyring.kill();
+        keyring.waitForFinished(3000);
     }
     qputenv("DBUS_SESSION_BUS_ADDRESS", previousAddress);
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/PrivateBus.h"
+
 #include <QProcess>
 #include <QString>
 
@@ -15,7 +17,7 @@ public:
     QString lookup(const QString& service, const QString& account) const;
 
 private:
-    QProcess bus;
+    PrivateBus bus;
     QProcess keyring;
     QByteArray previousAddress;
     bool running = false;

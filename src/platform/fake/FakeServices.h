@@ -71,9 +71,10 @@ public:
     std::optional<FrontApplication> front;
 };
 
+// Tests send its signals themselves.
 class FakeSessionEvents final : public SessionEvents {
 public:
-    bool isSessionActive() override { return active; }
+    bool isSessionActive() const override { return active; }
     bool active = true;
 };
 

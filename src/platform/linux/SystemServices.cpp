@@ -1,4 +1,5 @@
 #include "platform/Services.h"
+#include "platform/linux/DBusSessionEvents.h"
 #include "platform/linux/SystemSecretStore.h"
 #include "platform/linux/SystemSpeech.h"
 #include "platform/linux/X11.h"
@@ -18,6 +19,8 @@ Services systemServices() {
     s.speech = std::make_shared<SystemSpeech>();
     s.secretStore =
         std::make_shared<SystemSecretStore>(QLatin1String(AppIdentity::name), AppIdentity::supportURL());
+    s.sessionEvents = std::make_shared<DBusSessionEvents>(DBusSessionEvents::systemBusAddress(),
+                                                          DBusSessionEvents::sessionBusAddress());
     // Pointer, drags, shortcuts and click-through need X; elsewhere those features stay off.
     if (auto* x = x11::connection()) {
         s.pointer = std::make_shared<X11Pointer>(x);

@@ -121,24 +121,48 @@ bool X11HotKeys::nativeEventFilter(const QByteArray& eventType, void* message, q
         return false;
     }
     const auto* event = static_cast<const xcb_generic_event_t*>(message);
-    if (x11::eventCode(event) != XCB_KEY_PRESS) {
+    switch (x11::eventCode(event)) {
+    case XCB_KEY_PRESS:
+        return pressed(*reinterpret_cast<const xcb_key_press_event_t*>(event));
+    case XCB_KEY_RELEASE:
+        released(*reinterpret_cast<const xcb_key_release_event_t*>(event));
+        return false;
+    default:
         return false;
     }
-    const auto* press = reinterpret_cast<const xcb_key_press_event_t*>(event);
-    if (press->event != root) {
+}
+
+bool X11HotKeys::pressed(const xcb_key_press_event_t& press) {
+    if (press.event != root) {
         return false;
     }
-    const auto held = static_cast<std::uint16_t>(press->state & ~(numLock | XCB_MOD_MASK_LOCK) & 0xff);
+    const auto held = static_cast<std::uint16_t>(press.state & ~(numLock | XCB_MOD_MASK_LOCK) & 0xff);
     if (held != controlAlt) {
         return false;
     }
-    for (const auto& [id, grab] : grabs) {
-        if (grab.keycode == press->detail) {
-            QMetaObject::invokeMethod(&receiver, grab.fn, Qt::QueuedConnection);
+    for (auto& [id, grab] : grabs) {
+        if (grab.keycode == press.detail) {
+            // A held key repeats: with detectable auto-repeat as presses without releases, otherwise
+            // as releases each followed by a press of the same moment.
+            const bool repeat = grab.held || press.time == grab.releasedAt;
+            grab.held = true;
+            if (!repeat) {
+                QMetaObject::invokeMethod(&receiver, grab.fn, Qt::QueuedConnection);
+            }
             return true;
         }
     }
     return false;
+}
+
+void X11HotKeys::released(const xcb_key_release_event_t& release) {
+    // Taken wherever it lands: a popup of ours may hold the keyboard by the time the key comes up.
+    for (auto& [id, grab] : grabs) {
+        if (grab.keycode == release.detail) {
+            grab.held = false;
+            grab.releasedAt = release.time;
+        }
+    }
 }
 
 } // namespace platform

@@ -14,7 +14,8 @@ namespace platform {
 
 // Control+Alt combinations grabbed on the root window. Each is grabbed also with NumLock and
 // CapsLock held, since X counts those as modifiers too and a lit NumLock would otherwise hide
-// every press. Presses arrive through a native event filter and run on the next turn of the loop.
+// every press. Presses arrive through a native event filter and run on the next turn of the loop;
+// a key held down acts once, however often it repeats.
 class X11HotKeys final : public HotKeyGrabber, public QAbstractNativeEventFilter {
 public:
     explicit X11HotKeys(xcb_connection_t* connection);
@@ -30,7 +31,12 @@ private:
         xcb_keycode_t keycode;
         std::vector<std::uint16_t> modifiers; // the combinations that the server granted
         std::function<void()> fn;
+        bool held = false;
+        xcb_timestamp_t releasedAt = XCB_CURRENT_TIME; // no event carries this time
     };
+
+    bool pressed(const xcb_key_press_event_t& press);
+    void released(const xcb_key_release_event_t& release);
 
     xcb_keycode_t keycode(unsigned keysym) const;
     std::uint16_t numLockMask() const;
