@@ -1,5 +1,6 @@
 #pragma once
 
+#include "capture/DropTarget.h"
 #include "chat/WebLink.h"
 #include "stage/BalloonStatus.h"
 #include "workspace/ChatChoice.h"
@@ -158,4 +159,5 @@ private:
     QLabel* hint = nullptr;
     QLineEdit* field = nullptr;
     SymbolButton* send = nullptr;
+    Capture::DropTarget drops;
 };
