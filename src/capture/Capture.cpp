@@ -2,7 +2,6 @@
 
 #include <QMimeData>
 #include <QSet>
-#include <QUrl>
 
 namespace Capture {
 namespace {
@@ -14,24 +13,14 @@ const QString tabular = QStringLiteral("text/tab-separated-values");
 const QString plain = QStringLiteral("text/plain");
 
 QSet<QString> baseTypes(const QStringList& types) {
+    // Qt shows a source's text/x-moz-url as a URI list; the X selection shows it by its name.
+    static const QString mozUrl = QStringLiteral("text/x-moz-url");
     QSet<QString> out;
     for (const auto& type : types) {
-        out.insert(type.section(QLatin1Char(';'), 0, 0).trimmed().toLower());
+        const QString base = type.section(QLatin1Char(';'), 0, 0).trimmed().toLower();
+        out.insert(base == mozUrl ? uriList : base);
     }
     return out;
-}
-
-std::optional<Kind> kindOf(const QSet<QString>& types, bool filesOffered) {
-    if (filesOffered) {
-        return Kind::files;
-    }
-    if (types.contains(png) || types.contains(tiff)) {
-        return Kind::image;
-    }
-    if (types.contains(plain) || types.contains(tabular)) {
-        return Kind::text;
-    }
-    return std::nullopt;
 }
 
 } // namespace
@@ -42,22 +31,23 @@ const QStringList& draggedTypes() {
 }
 
 std::optional<Kind> kind(const QStringList& types) {
+    static const QString webLink = QStringLiteral("_netscape_url");
+    static const QString markup = QStringLiteral("text/html");
     const auto set = baseTypes(types);
-    return kindOf(set, set.contains(uriList));
+    if (set.contains(uriList) && !set.contains(webLink) && !set.contains(markup)) {
+        return Kind::files;
+    }
+    if (set.contains(png) || set.contains(tiff)) {
+        return Kind::image;
+    }
+    if (set.contains(plain) || set.contains(tabular)) {
+        return Kind::text;
+    }
+    return std::nullopt;
 }
 
 std::optional<Kind> kind(const QMimeData* data) {
-    if (!data) {
-        return std::nullopt;
-    }
-    const auto set = baseTypes(data->formats());
-    bool files = false;
-    if (set.contains(uriList)) {
-        for (const auto& url : data->urls()) {
-            files = files || url.isLocalFile();
-        }
-    }
-    return kindOf(set, files);
+    return data ? kind(data->formats()) : std::nullopt;
 }
 
 } // namespace Capture

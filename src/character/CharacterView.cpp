@@ -1,7 +1,6 @@
 #include "character/CharacterView.h"
 
 #include <QDragEnterEvent>
-#include <QMimeData>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
@@ -311,41 +310,17 @@ void CharacterView::mouseReleaseEvent(QMouseEvent* event) {
 }
 
 void CharacterView::dragEnterEvent(QDragEnterEvent* event) {
-    // The offer does not change while the drag goes on, so it is judged once, here.
-    draggedKind = Capture::kind(event->mimeData());
-    if (!draggedKind) {
-        event->ignore();
-        return;
-    }
-    if (onFilesOver) {
-        onFilesOver(true);
-    }
-    event->setDropAction(Qt::CopyAction);
-    event->accept();
+    drops.enter(event, onFilesOver);
 }
 
 void CharacterView::dragMoveEvent(QDragMoveEvent* event) {
-    if (!draggedKind) {
-        event->ignore();
-        return;
-    }
-    event->setDropAction(Qt::CopyAction);
-    event->accept();
+    drops.move(event);
 }
 
 void CharacterView::dragLeaveEvent(QDragLeaveEvent*) {
-    draggedKind.reset();
-    if (onFilesOver) {
-        onFilesOver(false);
-    }
+    drops.leave(onFilesOver);
 }
 
 void CharacterView::dropEvent(QDropEvent* event) {
-    draggedKind.reset();
-    if (onDrop && onDrop(event->mimeData())) {
-        event->setDropAction(Qt::CopyAction);
-        event->accept();
-        return;
-    }
-    event->ignore();
+    drops.drop(event, onDrop);
 }

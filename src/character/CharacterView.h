@@ -1,6 +1,6 @@
 #pragma once
 
-#include "capture/Capture.h"
+#include "capture/DropTarget.h"
 #include "character/CharacterSheet.h"
 
 #include <QHash>
@@ -84,7 +84,7 @@ private:
     std::optional<int> currentCell;
     DropZone zone = DropZone::hidden;
     std::optional<DragStart> dragStart;
-    std::optional<Capture::Kind> draggedKind;
+    Capture::DropTarget drops;
 
     QVariantAnimation glow;
     QVariantAnimation ring;

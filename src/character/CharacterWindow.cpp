@@ -198,10 +198,11 @@ void CharacterWindow::noticeFileDrag() {
     if (count == *dragBoardSeen) {
         return;
     }
-    dragBoardSeen = count;
+    // The source may name its types only later in the drag: until then each look asks again.
     if (!Capture::kind(board->types())) {
         return;
     }
+    dragBoardSeen = count;
     fileDragActive = true;
     // The whole window takes the drop, transparent pixels too.
     setIgnoresMouseEvents(false);

@@ -413,39 +413,19 @@ void BalloonView::keyPressEvent(QKeyEvent* event) {
 }
 
 void BalloonView::dragEnterEvent(QDragEnterEvent* event) {
-    if (!Capture::kind(event->mimeData())) {
-        event->ignore();
-        return;
-    }
-    if (onFilesOver) {
-        onFilesOver(true);
-    }
-    event->setDropAction(Qt::CopyAction);
-    event->accept();
+    drops.enter(event, onFilesOver);
 }
 
 void BalloonView::dragMoveEvent(QDragMoveEvent* event) {
-    if (!Capture::kind(event->mimeData())) {
-        event->ignore();
-        return;
-    }
-    event->setDropAction(Qt::CopyAction);
-    event->accept();
+    drops.move(event);
 }
 
 void BalloonView::dragLeaveEvent(QDragLeaveEvent*) {
-    if (onFilesOver) {
-        onFilesOver(false);
-    }
+    drops.leave(onFilesOver);
 }
 
 void BalloonView::dropEvent(QDropEvent* event) {
-    if (onDrop && onDrop(event->mimeData())) {
-        event->setDropAction(Qt::CopyAction);
-        event->accept();
-        return;
-    }
-    event->ignore();
+    drops.drop(event, onDrop);
 }
 
 QSize BalloonView::fittingSize(int maxHeight) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "capture/DropTarget.h"
 #include "chat/WebLink.h"
 #include "stage/BalloonStatus.h"
 #include "stage/ChoiceList.h"
@@ -156,4 +157,5 @@ private:
     QLabel* hint = nullptr;
     QLineEdit* field = nullptr;
     SymbolButton* send = nullptr;
+    Capture::DropTarget drops;
 };

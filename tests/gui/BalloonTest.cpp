@@ -619,6 +619,11 @@ TEST_F(BalloonTest, DropsAreTakenLikeOnTheFigure) {
     EXPECT_TRUE(enter.isAccepted());
     EXPECT_EQ(enter.dropAction(), Qt::CopyAction);
     EXPECT_EQ(over, QList<bool>{true});
+    // The offer is judged once per drag, when it enters.
+    QMimeData emptied;
+    QDragMoveEvent moveEvent(QPoint(22, 22), Qt::CopyAction, &emptied, Qt::LeftButton, {});
+    QApplication::sendEvent(&balloon(), &moveEvent);
+    EXPECT_TRUE(moveEvent.isAccepted());
 
     QDragLeaveEvent leave;
     QApplication::sendEvent(&balloon(), &leave);

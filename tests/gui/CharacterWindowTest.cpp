@@ -2,6 +2,7 @@
 #include "app/Settings.h"
 #include "base/VirtualScheduler.h"
 #include "platform/fake/FakeServices.h"
+#include "stage/BalloonPanel.h"
 #include "support/SpinUntil.h"
 #include "support/TestEnvironment.h"
 
@@ -35,8 +36,24 @@ protected:
         scheduler.advance(tick);
     }
 
+    // Another program's window takes the focus; the figure hears of it through updateAlphaSoon.
+    // Mapped, the figure is put back where the window manager may have taken it from.
+    void focusElsewhere() {
+        ASSERT_TRUE(spinUntil([&] { return window->windowHandle()->isExposed(); }));
+        window->move(100, 100);
+        other.setGeometry(400, 400, 100, 100);
+        other.show();
+        other.activateWindow();
+        ASSERT_TRUE(spinUntil([&] { return other.isActiveWindow(); }));
+        scheduler.advance(0);
+    }
+    static bool opacityNear(const QWidget& widget, double value) {
+        return spinUntil([&] { return std::abs(widget.windowOpacity() - value) < 0.01; });
+    }
+
     platform::fake::FakeServices services;
     base::VirtualScheduler scheduler;
+    QWidget other;
     std::unique_ptr<CharacterWindow> window;
     int pixelTests = 0;
     bool solid = true;
@@ -64,6 +81,7 @@ TEST_F(CharacterWindowTest, ATransparentCornerLetsClicksThrough) {
 }
 
 TEST_F(CharacterWindowTest, TheFiguresPixelsCatchThePointerAndLetItGoAgain) {
+    focusElsewhere();
     services.pointer->at = {132, 132};
     scheduler.advance(tick);
     EXPECT_FALSE(window->ignoresMouseEvents());
@@ -76,9 +94,7 @@ TEST_F(CharacterWindowTest, TheFiguresPixelsCatchThePointerAndLetItGoAgain) {
     EXPECT_TRUE(window->ignoresMouseEvents());
     EXPECT_FALSE(window->isHovered());
     EXPECT_TRUE(services.windowTraits->clickThrough.value(window->windowHandle()));
-    if (!window->isActiveWindow()) {
-        EXPECT_EQ(window->alphaTarget(), 0.5);
-    }
+    EXPECT_EQ(window->alphaTarget(), 0.5);
 }
 
 TEST_F(CharacterWindowTest, NothingIsTestedWhileNothingMoves) {
@@ -137,7 +153,7 @@ TEST_F(CharacterWindowTest, AFileDragAnywhereOpensTheWholeWindowUntilTheButtonIs
     EXPECT_TRUE(window->ignoresMouseEvents());
 }
 
-TEST_F(CharacterWindowTest, ADragOfNothingUsableOrNoNewDragIsNoFileDrag) {
+TEST_F(CharacterWindowTest, ADragCountsOnlyOnceItOffersSomethingUsableWhileTheButtonIsHeld) {
     services.pointer->pressed = Qt::LeftButton;
     scheduler.advance(1);
     EXPECT_TRUE(drags.isEmpty()) << "a press with no new drag";
@@ -145,6 +161,23 @@ TEST_F(CharacterWindowTest, ADragOfNothingUsableOrNoNewDragIsNoFileDrag) {
     scheduler.advance(1);
     EXPECT_TRUE(drags.isEmpty());
     EXPECT_FALSE(window->isFileDragActive());
+
+    // A source that names its types late in the drag is heard while the button is held...
+    services.dragBoard->offered = {"text/uri-list"};
+    scheduler.advance(tick);
+    EXPECT_EQ(drags, QList<bool>{true});
+    services.pointer->pressed = Qt::NoButton;
+    scheduler.advance(tick);
+    // ...but a drag that ended before it said anything is over.
+    services.pointer->pressed = Qt::LeftButton;
+    services.dragBoard->startDrag({});
+    scheduler.advance(tick);
+    services.pointer->pressed = Qt::NoButton;
+    scheduler.advance(tick);
+    services.dragBoard->offered = {"text/uri-list"};
+    services.pointer->pressed = Qt::LeftButton;
+    scheduler.advance(1);
+    EXPECT_EQ(drags, (QList<bool>{true, false}));
 }
 
 TEST_F(CharacterWindowTest, ADragUnderWayBeforeTheFirstLookIsNotNews) {
@@ -176,16 +209,34 @@ TEST_F(CharacterWindowTest, TheKeyWindowIsSolidAndFadesWhenItLosesTheFocus) {
     window->makeKeyAndOrderFront();
     ASSERT_TRUE(spinUntil([&] { return window->isActiveWindow(); }));
     EXPECT_EQ(window->alphaTarget(), 1.0);
-    EXPECT_TRUE(spinUntil([&] { return std::abs(window->windowOpacity() - 1.0) < 0.01; }));
+    EXPECT_TRUE(opacityNear(*window, 1.0));
 
-    QWidget other;
-    other.setGeometry(400, 400, 100, 100);
-    other.show();
-    other.activateWindow();
-    ASSERT_TRUE(spinUntil([&] { return !window->isActiveWindow(); }));
-    scheduler.advance(0);
+    focusElsewhere();
     EXPECT_EQ(window->alphaTarget(), 0.5);
-    EXPECT_TRUE(spinUntil([&] { return std::abs(window->windowOpacity() - 0.5) < 0.01; }));
+    EXPECT_TRUE(opacityNear(*window, 0.5));
+}
+
+TEST_F(CharacterWindowTest, WhileItsBalloonIsKeyTheFigureStaysSolidWithThePointerFarAway) {
+    focusElsewhere();
+    services.pointer->at = {900, 700};
+    scheduler.advance(tick);
+    auto* balloon = new BalloonPanel(window.get());
+    balloon->setGeometry(200, 100, 200, 120);
+    balloon->show();
+    balloon->activateWindow();
+    ASSERT_TRUE(spinUntil([&] { return balloon->isActiveWindow(); }));
+    ASSERT_FALSE(window->isActiveWindow());
+    scheduler.advance(tick);
+    EXPECT_FALSE(window->isHovered());
+    EXPECT_EQ(window->alphaTarget(), 1.0);
+    EXPECT_TRUE(opacityNear(*window, 1.0));
+
+    // The chat closes: the balloon, losing the focus, has the figure look again.
+    balloon->hide();
+    balloon->deleteLater();
+    focusElsewhere();
+    EXPECT_EQ(window->alphaTarget(), 0.5);
+    EXPECT_TRUE(opacityNear(*window, 0.5));
 }
 
 TEST_F(CharacterWindowTest, FramesAreStoredUnderANameAndRestored) {

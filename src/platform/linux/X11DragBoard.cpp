@@ -17,6 +17,16 @@ QString mimeType(const QByteArray& target) {
     return QString::fromLatin1(target);
 }
 
+void addType(xcb_connection_t* connection, QStringList& types, xcb_atom_t atom) {
+    if (atom == XCB_ATOM_NONE) {
+        return;
+    }
+    const QString type = mimeType(x11::atomName(connection, atom));
+    if (!type.isEmpty() && !types.contains(type)) {
+        types << type;
+    }
+}
+
 } // namespace
 
 std::shared_ptr<X11DragBoard> X11DragBoard::create(xcb_connection_t* connection) {
@@ -35,7 +45,8 @@ std::shared_ptr<X11DragBoard> X11DragBoard::create(xcb_connection_t* connection)
 
 X11DragBoard::X11DragBoard(xcb_connection_t* c, std::uint8_t firstXFixesEvent)
     : connection(c), selectionNotify(firstXFixesEvent + XCB_XFIXES_SELECTION_NOTIFY),
-      selection(x11::atom(c, "XdndSelection")) {
+      selection(x11::atom(c, "XdndSelection")), typeListAtom(x11::atom(c, "XdndTypeList")),
+      enterAtom(x11::atom(c, "XdndEnter")) {
     xcb_xfixes_select_selection_input(connection, x11::rootWindow(connection), selection,
                                       XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER);
     xcb_flush(connection);
@@ -46,6 +57,7 @@ X11DragBoard::~X11DragBoard() {
     if (auto* app = QCoreApplication::instance()) {
         app->removeNativeEventFilter(this);
     }
+    ownerChanged(XCB_WINDOW_NONE);
 }
 
 bool X11DragBoard::nativeEventFilter(const QByteArray& eventType, void* message, qintptr*) {
@@ -53,42 +65,90 @@ bool X11DragBoard::nativeEventFilter(const QByteArray& eventType, void* message,
         return false;
     }
     const auto* event = static_cast<const xcb_generic_event_t*>(message);
-    if (x11::eventCode(event) != selectionNotify) {
-        return false;
-    }
-    const auto* notify = reinterpret_cast<const xcb_xfixes_selection_notify_event_t*>(event);
-    if (notify->selection == selection) {
-        owner = notify->owner;
-        known.reset();
-        ++count;
-    }
-    // Qt watches other selections through the same kind of event.
-    return false;
-}
-
-QStringList X11DragBoard::types() {
-    if (known) {
-        return *known;
-    }
-    QStringList out;
-    if (owner != XCB_WINDOW_NONE) {
-        const auto cookie = xcb_get_property(connection, 0, owner, x11::atom(connection, "XdndTypeList"),
-                                             XCB_ATOM_ATOM, 0, 1024);
-        x11::Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(connection, cookie, nullptr));
-        if (reply && reply->format == 32) {
-            const auto* atoms = static_cast<const xcb_atom_t*>(xcb_get_property_value(reply.get()));
-            const int n = xcb_get_property_value_length(reply.get()) / 4;
-            for (int i = 0; i < n; ++i) {
-                const QString type = mimeType(x11::atomName(connection, atoms[i]));
-                if (!type.isEmpty() && !out.contains(type)) {
-                    out << type;
-                }
+    const auto code = x11::eventCode(event);
+    if (code == selectionNotify) {
+        const auto* notify = reinterpret_cast<const xcb_xfixes_selection_notify_event_t*>(event);
+        if (notify->selection == selection) {
+            ownerChanged(notify->owner);
+            ++count;
+        }
+    } else if (code == XCB_PROPERTY_NOTIFY) {
+        const auto* notify = reinterpret_cast<const xcb_property_notify_event_t*>(event);
+        if (notify->window == owner && notify->atom == typeListAtom) {
+            listRead = false;
+        }
+    } else if (code == XCB_CLIENT_MESSAGE) {
+        const auto* enter = reinterpret_cast<const xcb_client_message_event_t*>(event);
+        // Only the source of this drag names its types; an earlier one's late message does not.
+        if (enter->type == enterAtom && enter->format == 32 && owner != XCB_WINDOW_NONE &&
+            enter->data.data32[0] == owner) {
+            // Bit 0 of the flags: more than three types, listed on the source's window.
+            if (enter->data.data32[1] & 1) {
+                listRead = false;
+            }
+            entered.clear();
+            for (int i = 2; i < 5; ++i) {
+                addType(connection, entered, enter->data.data32[i]);
             }
         }
     }
-    // A source may set its list a moment after taking the selection: an empty answer is asked again.
-    if (!out.isEmpty()) {
-        known = out;
+    // Qt watches selections and takes drops through the same kinds of event.
+    return false;
+}
+
+void X11DragBoard::ownerChanged(xcb_window_t window) {
+    if (watched != XCB_WINDOW_NONE) {
+        watch(watched, restoreMask);
+        watched = XCB_WINDOW_NONE;
+    }
+    owner = window;
+    listRead = false;
+    listed.clear();
+    entered.clear();
+    if (owner == XCB_WINDOW_NONE) {
+        return;
+    }
+    // Told of the owner's property changes from now on, a list set after this is never missed:
+    // either the first read finds it or a PropertyNotify follows. The owner may be a window
+    // that this client already watches; its mask is kept as it was.
+    xcb_generic_error_t* error = nullptr;
+    x11::Reply<xcb_get_window_attributes_reply_t> attributes(
+        xcb_get_window_attributes_reply(connection, xcb_get_window_attributes(connection, owner), &error));
+    std::free(error);
+    if (attributes && !(attributes->your_event_mask & XCB_EVENT_MASK_PROPERTY_CHANGE)) {
+        restoreMask = attributes->your_event_mask;
+        watched = owner;
+        watch(watched, restoreMask | XCB_EVENT_MASK_PROPERTY_CHANGE);
+    }
+}
+
+void X11DragBoard::watch(xcb_window_t window, std::uint32_t mask) {
+    // The source may be gone already; the error that would bring is of no interest.
+    const auto cookie = xcb_change_window_attributes_checked(connection, window, XCB_CW_EVENT_MASK, &mask);
+    xcb_discard_reply(connection, cookie.sequence);
+    xcb_flush(connection);
+}
+
+QStringList X11DragBoard::types() {
+    if (!listRead && owner != XCB_WINDOW_NONE) {
+        listed = typeList();
+        listRead = true;
+    }
+    return listed.isEmpty() ? entered : listed;
+}
+
+QStringList X11DragBoard::typeList() {
+    QStringList out;
+    const auto cookie = xcb_get_property(connection, 0, owner, typeListAtom, XCB_ATOM_ATOM, 0, 1024);
+    xcb_generic_error_t* error = nullptr;
+    x11::Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(connection, cookie, &error));
+    std::free(error);
+    if (reply && reply->format == 32) {
+        const auto* atoms = static_cast<const xcb_atom_t*>(xcb_get_property_value(reply.get()));
+        const int n = xcb_get_property_value_length(reply.get()) / 4;
+        for (int i = 0; i < n; ++i) {
+            addType(connection, out, atoms[i]);
+        }
     }
     return out;
 }
