@@ -4,6 +4,7 @@
 #include "base/VirtualScheduler.h"
 #include "platform/fake/FakeServices.h"
 #include "support/TestEnvironment.h"
+#include "workspace/VantleEvents.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
@@ -175,6 +176,10 @@ TEST(AppDelegate, EarlyLinksRunOnceAfterStartUpInOrderAndLateOnesAtOnce) {
     ASSERT_EQ(services.desktop->opened.size(), 1);
     EXPECT_TRUE(QFileInfo(services.desktop->opened.at(0).toLocalFile()).isDir());
     EXPECT_TRUE(services.desktop->opened.at(0).toLocalFile().endsWith("/Mirk Vantle Agents/Reports"));
+
+    // The event loop that the launch started ends while the scheduler it sleeps on still stands.
+    VantleEvents::shared().stop();
+    scheduler.advance(0);
 }
 
 TEST(Program, EndsWithStatusZeroOnSigterm) {
