@@ -27,7 +27,7 @@ QCoro::Task<> refreshWorkspaceLanguage() {
     if (!address) {
         co_return;
     }
-    const QUrl url(address->toString() + QLatin1String("/api/company"), QUrl::StrictMode);
+    const QUrl url = base::appended(*address, QStringLiteral("/api/company"));
     if (!url.isValid()) {
         co_return;
     }

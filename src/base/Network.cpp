@@ -7,31 +7,64 @@
 namespace base {
 
 QNetworkAccessManager& network() {
-    static auto* manager = new QNetworkAccessManager;
+    static auto* manager = [] {
+        auto* m = new QNetworkAccessManager;
+        m->setRedirectPolicy(QNetworkRequest::ManualRedirectPolicy);
+        return m;
+    }();
     return *manager;
 }
 
-QCoro::Task<HttpResponse> request(QNetworkRequest request, QByteArray verb, QByteArray body, Cancel cancel) {
+QUrl appended(const QUrl& base, const QString& path) {
+    return QUrl(QString::fromLatin1(base.toEncoded()) + path, QUrl::StrictMode);
+}
+
+namespace {
+
+// The failure of a reply that ended without our cancel. Qt ends a transfer that its silence
+// limit stops as cancelled; that is a time-out here, as a cancel is only ever the caller's.
+QNetworkReply::NetworkError failureOf(QNetworkReply::NetworkError error) {
+    return error == QNetworkReply::OperationCanceledError ? QNetworkReply::TimeoutError : error;
+}
+
+} // namespace
+
+QCoro::Task<HttpResponse> request(QNetworkRequest request, QByteArray verb, QByteArray body, Cancel cancel,
+                                  qint64 limit) {
     std::unique_ptr<QNetworkReply, void (*)(QNetworkReply*)> reply(
         network().sendCustomRequest(request, verb, body), [](QNetworkReply* r) { r->deleteLater(); });
-    const bool completed = co_await finished(reply.get(), cancel);
+    // Checked as the bytes come, so that a huge body is never held whole.
+    auto tooLarge = std::make_shared<bool>(false);
+    QNetworkReply* raw = reply.get();
+    QObject::connect(raw, &QNetworkReply::downloadProgress, raw, [raw, tooLarge, limit](qint64 received) {
+        if (!*tooLarge && received > limit) {
+            *tooLarge = true;
+            raw->abort();
+        }
+    });
+    const bool completed = co_await finished(raw, cancel);
     HttpResponse response;
     if (!completed) {
         response.failure = QNetworkReply::OperationCanceledError;
         co_return response;
     }
+    if (*tooLarge) {
+        response.tooLarge = true;
+        response.failure = QNetworkReply::UnknownContentError;
+        co_return response;
+    }
     const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
     if (!status.isValid()) {
         // No HTTP response arrived at all.
-        response.failure =
-            reply->error() == QNetworkReply::NoError ? QNetworkReply::UnknownNetworkError : reply->error();
+        response.failure = reply->error() == QNetworkReply::NoError ? QNetworkReply::UnknownNetworkError
+                                                                    : failureOf(reply->error());
         co_return response;
     }
     response.status = status.toInt();
     // A response cut off half-way is no response either.
-    const auto error = reply->error();
-    if (error == QNetworkReply::RemoteHostClosedError || error == QNetworkReply::OperationCanceledError ||
-        error == QNetworkReply::TimeoutError || error == QNetworkReply::UnknownNetworkError) {
+    const auto error = failureOf(reply->error());
+    if (error == QNetworkReply::RemoteHostClosedError || error == QNetworkReply::TimeoutError ||
+        error == QNetworkReply::UnknownNetworkError) {
         response.failure = error;
         co_return response;
     }

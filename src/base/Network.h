@@ -8,6 +8,7 @@
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QPointer>
+#include <QUrl>
 
 #include <optional>
 
@@ -17,8 +18,14 @@ class QNetworkAccessManager;
 
 namespace base {
 
-// The process's one network manager. It is never destroyed, so no reply can outlive it.
+// The process's one network manager. It is never destroyed, so no reply can outlive it. It
+// follows no redirect: the key or token of a request must not travel on to another host, so a
+// 3xx comes back to the caller as it stands.
 QNetworkAccessManager& network();
+
+// The address of `path` under `base`, joined as text. The base is taken in its encoded form, so
+// that its escapes reach the server as they were written; invalid when the result doesn't parse.
+QUrl appended(const QUrl& base, const QString& path);
 
 // co_await finished(reply, cancel): resumes when the reply has finished or was deleted. A cancel
 // aborts the reply and resumes on the next turn of the loop. Yields false when cancelled. The
@@ -46,17 +53,25 @@ private:
 };
 
 // What came back from one request: the status and body of an HTTP response, or the failure of
-// the transport (no response at all, a time-out, a cancel).
+// the transport (no response at all, a time-out, a cancel, a body too large to take).
 struct HttpResponse {
     int status = 0;
     QByteArray body;
     std::optional<QNetworkReply::NetworkError> failure;
+    // The body grew past the limit and the transfer was stopped there.
+    bool tooLarge = false;
     bool ok() const { return !failure && status >= 200 && status < 300; }
 };
 
-// Sends one request on the shared manager and waits for the whole reply.
+// How much of one reply is taken into memory.
+inline constexpr qint64 replyLimit = 8 * 1024 * 1024;
+
+// Sends one request on the shared manager and waits for the whole reply. A reply that the
+// request's silence limit ends fails with TimeoutError; OperationCanceledError means that
+// `cancel` was cancelled, nothing else. A body that passes `limit` bytes is cut off as soon as
+// it does, and fails as tooLarge.
 QCoro::Task<HttpResponse> request(QNetworkRequest request, QByteArray verb, QByteArray body = {},
-                                  Cancel cancel = {});
+                                  Cancel cancel = {}, qint64 limit = replyLimit);
 
 inline ReplyAwaiter finished(QNetworkReply* reply, Cancel cancel = {}) {
     return ReplyAwaiter(reply, std::move(cancel));

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <QByteArrayView>
 #include <QString>
+
+#include <optional>
 
 namespace base {
 
@@ -8,5 +11,8 @@ namespace base {
 // speaks Estonian, English otherwise. Texts are picked where they are built, never stored in
 // a table, so a text built earlier keeps its language.
 QString pick(const QString& english, const QString& estonian);
+
+// The text of UTF-8 bytes; none when they aren't valid UTF-8, rather than a repaired guess.
+std::optional<QString> strictUtf8(QByteArrayView bytes);
 
 } // namespace base

@@ -29,7 +29,6 @@ QString ClientError::localizedDescription() const {
     }
     switch (network) {
     case QNetworkReply::TimeoutError:
-    case QNetworkReply::OperationCanceledError:
         return base::pick(QStringLiteral("Vantle did not answer in time."),
                           QStringLiteral("Vantle ei vastanud õigel ajal."));
     case QNetworkReply::HostNotFoundError:

@@ -23,6 +23,7 @@ struct ClientError {
     static ClientError transport(QNetworkReply::NetworkError error) { return {Kind::transport, {}, error}; }
     static ClientError cancelled() { return transport(QNetworkReply::OperationCanceledError); }
 
+    // The caller's own cancel, which shows nothing; a time-out is a TimeoutError, never this.
     bool isCancelled() const {
         return kind == Kind::transport && network == QNetworkReply::OperationCanceledError;
     }

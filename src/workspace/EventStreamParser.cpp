@@ -39,6 +39,7 @@ void EventStreamParser::append(QByteArrayView segment) {
     }
     if (line.size() + segment.size() > limit) {
         lineTooLong = true;
+        overflow = true;
         line.clear();
         line.squeeze();
         return;
@@ -77,6 +78,7 @@ void EventStreamParser::endLine() {
         const QString piece = QString::fromUtf8(trimmed(view.sliced(5)));
         if (data.size() + piece.size() + 1 > limit) {
             eventTooLarge = true;
+            overflow = true;
             data.clear();
         } else {
             if (!data.isEmpty()) {
@@ -98,4 +100,5 @@ void EventStreamParser::reset() {
     event = QStringLiteral("message");
     data.clear();
     eventTooLarge = false;
+    overflow = false;
 }

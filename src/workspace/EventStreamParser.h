@@ -17,6 +17,9 @@ public:
     std::function<void(const QString& event, const QString& data)> onEvent;
 
     void feed(QByteArrayView bytes);
+    // Whether a line or an event has passed the limit since the start or the last reset: a
+    // server that sends one is not worth reading further.
+    bool overflowed() const { return overflow; }
     // Forgets a half-read line and event, for a new connection.
     void reset();
 
@@ -29,4 +32,5 @@ private:
     QString event = QStringLiteral("message");
     QString data;
     bool eventTooLarge = false;
+    bool overflow = false;
 };

@@ -15,11 +15,11 @@ namespace VantleClient {
 namespace {
 
 std::optional<QUrl> workspaceURL(const QString& path) {
-    const auto base = Settings::vantleURL();
-    if (!base) {
+    const auto address = Settings::vantleURL();
+    if (!address) {
         return std::nullopt;
     }
-    const QUrl url(base->toString() + path, QUrl::StrictMode);
+    const QUrl url = base::appended(*address, path);
     if (!url.isValid()) {
         return std::nullopt;
     }
@@ -28,6 +28,18 @@ std::optional<QUrl> workspaceURL(const QString& path) {
 
 int milliseconds(double seconds) {
     return static_cast<int>(seconds * 1000.0);
+}
+
+// A reply that did not arrive whole: one too large to read is the workspace's fault, anything
+// else the transport's.
+std::optional<ClientError> failureOf(const base::HttpResponse& response) {
+    if (response.tooLarge) {
+        return ClientError::badResponse();
+    }
+    if (response.failure) {
+        return ClientError::transport(*response.failure);
+    }
+    return std::nullopt;
 }
 
 } // namespace
@@ -48,17 +60,16 @@ std::optional<QUrl> dashboardURL(const QString& path) {
     return dashboardURL(path, Settings::vantleURL());
 }
 
-std::optional<QUrl> dashboardURL(const QString& path, const std::optional<QUrl>& base) {
+std::optional<QUrl> dashboardURL(const QString& path, const std::optional<QUrl>& workspace) {
     const QUrl absolute(path, QUrl::StrictMode);
     if (absolute.isValid() && !absolute.scheme().isEmpty()) {
         return absolute;
     }
-    if (!base) {
+    if (!workspace) {
         return std::nullopt;
     }
-    const QString joined =
-        base->toString() + (path.startsWith(QLatin1Char('/')) ? path : QLatin1Char('/') + path);
-    const QUrl url(joined, QUrl::StrictMode);
+    const QUrl url =
+        base::appended(*workspace, path.startsWith(QLatin1Char('/')) ? path : QLatin1Char('/') + path);
     return url.isValid() ? std::optional(url) : std::nullopt;
 }
 
@@ -93,8 +104,8 @@ QCoro::Task<base::Result<Exchanged, ClientError>> exchange() {
     request.setRawHeader("Accept", "application/json");
     request.setRawHeader("Authorization", "Bearer " + key->toUtf8());
     const auto response = co_await base::request(request, "POST");
-    if (response.failure) {
-        co_return ClientError::transport(*response.failure);
+    if (const auto failure = failureOf(response)) {
+        co_return *failure;
     }
     if (response.status == 401) {
         co_return ClientError::keyEnded();
@@ -134,8 +145,8 @@ QCoro::Task<Result<QByteArray>> send(QByteArray method, QString path, std::optio
             request.setHeader(QNetworkRequest::ContentTypeHeader, contentType);
         }
         const auto response = co_await base::request(request, method, data.value_or(QByteArray()), cancel);
-        if (response.failure) {
-            co_return ClientError::transport(*response.failure);
+        if (const auto failure = failureOf(response)) {
+            co_return *failure;
         }
         if (response.status == 401 && !retried) {
             reset();

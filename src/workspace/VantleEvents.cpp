@@ -81,15 +81,44 @@ QCoro::Task<> VantleEvents::loop(base::Cancel cancel) {
     }
 }
 
+namespace {
+
+// How a connection that has finished ended: silent past the limit, an event past the bound, a
+// refused or failed request, or a clean end of the body.
+std::optional<ClientError> endOf(QNetworkReply* reply, bool silent, bool overflowed) {
+    if (silent) {
+        return ClientError::transport(QNetworkReply::TimeoutError);
+    }
+    if (overflowed) {
+        return ClientError::badResponse();
+    }
+    const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
+    if (!status.isValid()) {
+        return ClientError::transport(reply->error());
+    }
+    if (status.toInt() == 401) {
+        VantleClient::reset();
+        return ClientError::api(QStringLiteral("Stream refused"));
+    }
+    if (status.toInt() < 200 || status.toInt() > 299) {
+        return ClientError::api(QStringLiteral("HTTP %1").arg(status.toInt()));
+    }
+    if (reply->error() != QNetworkReply::NoError) {
+        return ClientError::transport(reply->error());
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
 QCoro::Task<std::optional<ClientError>> VantleEvents::listen(base::Cancel cancel) {
     QPointer<VantleEvents> self(this);
     const auto token = co_await VantleClient::TokenStore::shared().token(cancel);
     if (!token) {
         co_return token.error();
     }
-    const auto base = Settings::vantleURL();
-    const QUrl url =
-        base ? QUrl(base->toString() + QLatin1String("/api/events/stream"), QUrl::StrictMode) : QUrl();
+    const auto address = Settings::vantleURL();
+    const QUrl url = address ? base::appended(*address, QStringLiteral("/api/events/stream")) : QUrl();
     if (!url.isValid() || !self || cancel.isCancelled()) {
         co_return ClientError::notConnected();
     }
@@ -135,6 +164,10 @@ QCoro::Task<std::optional<ClientError>> VantleEvents::listen(base::Cancel cancel
         if (status >= 200 && status <= 299 && !cancel.isCancelled()) {
             parser->feed(bytes);
         }
+        // An event past the bound is dropped whole; the rest of it is not worth receiving.
+        if (parser->overflowed() && !raw->isFinished()) {
+            raw->abort();
+        }
     });
 
     co_await base::finished(raw, cancel);
@@ -142,24 +175,7 @@ QCoro::Task<std::optional<ClientError>> VantleEvents::listen(base::Cancel cancel
     if (cancel.isCancelled()) {
         co_return ClientError::cancelled();
     }
-    const QVariant status = raw->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-    if (*silent) {
-        co_return ClientError::transport(QNetworkReply::TimeoutError);
-    }
-    if (!status.isValid()) {
-        co_return ClientError::transport(raw->error());
-    }
-    if (status.toInt() == 401) {
-        VantleClient::reset();
-        co_return ClientError::api(QStringLiteral("Stream refused"));
-    }
-    if (status.toInt() < 200 || status.toInt() > 299) {
-        co_return ClientError::api(QStringLiteral("HTTP %1").arg(status.toInt()));
-    }
-    if (raw->error() != QNetworkReply::NoError) {
-        co_return ClientError::transport(raw->error());
-    }
-    co_return std::nullopt;
+    co_return endOf(raw, *silent, parser->overflowed());
 }
 
 void VantleEvents::dispatch(const QString& event, const QString& data) {

@@ -1,27 +1,57 @@
 #include "workspace/EventStreamParser.h"
 
+#include <QList>
+#include <QPair>
+
 #include <cstddef>
 #include <cstdint>
 
-// The stream, fed in pieces whose sizes the input's first byte chooses. Every event handed out
-// must be complete text; nothing may crash or grow without bound.
+namespace {
+
+using Events = QList<QPair<QString, QString>>;
+
+// The events of the bytes fed in pieces of `piece` bytes (0: all at once).
+Events parse(QByteArrayView bytes, std::size_t piece) {
+    Events events;
+    EventStreamParser parser;
+    parser.onEvent = [&](const QString& event, const QString& data) { events.append({event, data}); };
+    if (piece == 0) {
+        parser.feed(bytes);
+        return events;
+    }
+    while (!bytes.isEmpty()) {
+        const auto n = std::min(bytes.size(), static_cast<qsizetype>(piece));
+        parser.feed(bytes.first(n));
+        bytes = bytes.sliced(n);
+    }
+    return events;
+}
+
+bool blankAtEnds(const QString& text) {
+    auto blank = [](QChar c) { return c == QLatin1Char(' ') || c == QLatin1Char('\t'); };
+    return !text.isEmpty() && (blank(text.front()) || blank(text.back()));
+}
+
+} // namespace
+
+// The stream, fed whole and in pieces whose sizes the input's first byte chooses. Where the
+// bytes are split never changes the events, and every event is whole: a name of one trimmed
+// line, data that isn't empty and holds no carriage return.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size == 0) {
         return 0;
     }
-    const std::size_t piece = 1 + data[0] % 64;
-    EventStreamParser parser;
-    qsizetype total = 0;
-    parser.onEvent = [&](const QString& event, const QString& payload) {
-        total += event.size() + payload.size();
-    };
-    const char* bytes = reinterpret_cast<const char*>(data + 1);
-    std::size_t left = size - 1;
-    while (left > 0) {
-        const std::size_t n = left < piece ? left : piece;
-        parser.feed(QByteArrayView(bytes, static_cast<qsizetype>(n)));
-        bytes += n;
-        left -= n;
+    const QByteArrayView bytes(reinterpret_cast<const char*>(data + 1), static_cast<qsizetype>(size - 1));
+    const Events whole = parse(bytes, 0);
+    if (parse(bytes, 1 + data[0] % 64) != whole) {
+        __builtin_trap();
     }
-    return total < 0 ? 1 : 0;
+    for (const auto& [event, payload] : whole) {
+        if (event.contains(QLatin1Char('\n')) || event.contains(QLatin1Char('\r')) || blankAtEnds(event) ||
+            payload.isEmpty() || payload.contains(QLatin1Char('\r')) ||
+            payload.size() > EventStreamParser::limit) {
+            __builtin_trap();
+        }
+    }
+    return 0;
 }

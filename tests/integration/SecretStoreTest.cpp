@@ -1,3 +1,4 @@
+#include "base/VirtualScheduler.h"
 #include "platform/linux/FileSecretStore.h"
 #include "platform/linux/SystemSecretStore.h"
 #include "support/PrivateKeyring.h"
@@ -50,13 +51,21 @@ TEST(SecretStore, WithoutAKeyringTheKeyLivesInAPrivateFile) {
     store.remove(account);
     EXPECT_FALSE(store.read(account));
     EXPECT_TRUE(filesIn(folder.path() + "/support").isEmpty());
+
+    // Bytes that aren't UTF-8 are nobody's key: refused, not repaired.
+    QFile bad(folder.path() + "/support/secret-Vantle-OS-Desktop-Key");
+    ASSERT_TRUE(bad.open(QIODevice::WriteOnly));
+    bad.write("key-\xff\xfe");
+    bad.close();
+    EXPECT_FALSE(platform::SystemSecretStore(service, folder.path() + "/support").read(account));
 }
 
-TEST(SecretStore, AKeyringHoldsTheKeyAndTakesOverTheFile) {
+TEST(SecretStore, AKeyringHoldsTheKeyAndEveryReadTellsTheLastSaved) {
     PrivateKeyring keyring;
     if (!keyring.isRunning()) {
         GTEST_SKIP() << "no keyring daemon could be started here";
     }
+    base::VirtualScheduler scheduler; // the keyring's resting minute passes in virtual time
     QTemporaryDir folder;
     const QString support = folder.path() + "/support";
     platform::FileSecretStore(support).write(account, "from-the-file");
@@ -67,16 +76,32 @@ TEST(SecretStore, AKeyringHoldsTheKeyAndTakesOverTheFile) {
     EXPECT_TRUE(filesIn(support).isEmpty()) << "the key moved out of the file";
     EXPECT_EQ(keyring.lookup(service, account), QStringLiteral("from-the-file"));
 
-    ASSERT_TRUE(store.write(account, "key-789"));
-    EXPECT_EQ(keyring.lookup(service, account), QStringLiteral("key-789"));
-    EXPECT_EQ(store.read(account), QStringLiteral("key-789"));
+    // Save, read, replace, save blank, delete: each read gives what was saved last.
+    ASSERT_TRUE(store.write(account, "key-1"));
+    EXPECT_EQ(store.read(account), QStringLiteral("key-1"));
+    ASSERT_TRUE(store.write(account, "key-2"));
+    EXPECT_EQ(store.read(account), QStringLiteral("key-2"));
+    EXPECT_EQ(keyring.lookup(service, account), QStringLiteral("key-2"));
+    store.write(account, " \n ");
+    EXPECT_FALSE(store.read(account));
+    EXPECT_EQ(keyring.lookup(service, account), QString());
+    ASSERT_TRUE(store.write(account, "key-3"));
+    store.remove(account);
+    EXPECT_FALSE(store.read(account));
+    EXPECT_EQ(keyring.lookup(service, account), QString());
     EXPECT_TRUE(filesIn(support).isEmpty());
 
-    // A keyring that stops answering costs about a second, once, and then the file serves.
+    // Bytes that another program stored and that aren't UTF-8: refused, not repaired.
+    keyring.store(service, account, "key-\xff\xfe");
+    EXPECT_FALSE(store.read(account));
+
+    // A keyring that stops answering costs about a second, once; meanwhile the last key seen
+    // stands, and a replacement is read back at once.
+    ASSERT_TRUE(store.write(account, "key-4"));
     ::kill(static_cast<pid_t>(keyring.keyringPid()), SIGSTOP);
     QElapsedTimer clock;
     clock.start();
-    EXPECT_FALSE(store.read(account)) << "no answer counts as no key";
+    EXPECT_EQ(store.read(account), QStringLiteral("key-4"));
     EXPECT_LT(clock.elapsed(), 1500);
     clock.restart();
     EXPECT_TRUE(store.write(account, "while-stalled"));
@@ -84,4 +109,15 @@ TEST(SecretStore, AKeyringHoldsTheKeyAndTakesOverTheFile) {
     EXPECT_EQ(store.read(account), QStringLiteral("while-stalled"));
     EXPECT_EQ(modeOf(support + "/" + filesIn(support).value(0)), 0600u);
     ::kill(static_cast<pid_t>(keyring.keyringPid()), SIGCONT);
+
+    // The program starts again: the file holds the newer key, and it wins over the keyring's.
+    EXPECT_EQ(platform::SystemSecretStore(service, support).read(account), QStringLiteral("while-stalled"));
+    EXPECT_EQ(keyring.lookup(service, account), QStringLiteral("while-stalled"));
+
+    // Deleted while the keyring rests: gone at once, and from the keyring once it is asked again.
+    store.remove(account);
+    EXPECT_FALSE(store.read(account));
+    scheduler.advance(61);
+    EXPECT_FALSE(store.read(account));
+    EXPECT_EQ(keyring.lookup(service, account), QString());
 }

@@ -2,13 +2,15 @@
 #include "app/Settings.h"
 #include "base/Clock.h"
 #include "notifications/VantleApproval.h"
+#include "base/Network.h"
+#include "support/HttpStub.h"
 #include "support/SpinUntil.h"
 #include "support/WorkspaceFixture.h"
 #include "workspace/TokenStore.h"
+#include "workspace/VantleEvents.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QPointer>
 
 #include <vector>
 
@@ -20,6 +22,7 @@ class VantleClientTest : public WorkspaceFixture {};
 
 const QString tokenPath = QStringLiteral("/api/auth/desktop/token");
 const QString mePath = QStringLiteral("/api/auth/me");
+const QString streamPath = QStringLiteral("/api/events/stream");
 
 QByteArray bodyOf(const QJsonValue& entry) {
     return QByteArray::fromBase64(entry.toObject().value("body_base64").toString().toLatin1());
@@ -289,34 +292,20 @@ TEST_F(VantleClientTest, ApprovalsAreReadAndDecidedWithExactBodies) {
     EXPECT_FALSE(await(VantleClient::approval("nope")));
 }
 
-TEST_F(VantleClientTest, OwnersGoneAndTimeOutsMidReplyDoNoHarm) {
-    // A task whose owner is destroyed while it waits ends quietly.
-    struct Owner : QObject {
-        QCoro::Task<> ask(bool& reached) {
-            QPointer<Owner> self(this);
-            const auto result = co_await VantleClient::whoAmI();
-            if (!self) {
-                co_return;
-            }
-            reached = result.ok();
-        }
-    };
-    fault(mePath, {{"action", "delay"}, {"delay_ms", 200}, {"times", 1}});
-    bool reached = false;
-    auto* owner = new Owner;
-    auto task = owner->ask(reached);
-    delete owner;
-    await(std::move(task));
-    EXPECT_FALSE(reached);
-
-    // A reply aborted by its time-out, deleted right after: nothing touches it afterwards.
-    fault("/api/agents", {{"action", "delay"}, {"delay_ms", 3000}, {"times", 1}});
-    const auto slow = await(VantleClient::send("GET", "/api/agents", std::nullopt, "application/json", 0.2));
+TEST_F(VantleClientTest, ATimeOutIsToldAndOnlyACancelIsSilent) {
+    // The silence limit ends the transfer: a time-out, with its own text, not a cancel.
+    fault("/api/agents", {{"action", "delay"}, {"delay_ms", 3000}, {"times", 2}});
+    auto slow = await(VantleClient::send("GET", "/api/agents", std::nullopt, "application/json", 0.2));
     ASSERT_FALSE(slow);
-    EXPECT_EQ(slow.error().kind, ClientError::Kind::transport);
-    spinFor(50);
+    EXPECT_FALSE(slow.error().isCancelled());
+    EXPECT_EQ(slow.error().network, QNetworkReply::TimeoutError);
+    EXPECT_EQ(slow.error().localizedDescription(), QStringLiteral("Vantle did not answer in time."));
+    Settings::setValue(QLatin1String(Settings::Key::language), QStringLiteral("et"));
+    slow = await(VantleClient::send("GET", "/api/agents", std::nullopt, "application/json", 0.2));
+    ASSERT_FALSE(slow);
+    EXPECT_EQ(slow.error().localizedDescription(), QStringLiteral("Vantle ei vastanud õigel ajal."));
 
-    // A cancel aborts the request and the caller gets a cancelled error.
+    // The caller's cancel aborts the request, and only that counts as cancelled.
     fault("/api/agents", {{"action", "delay"}, {"delay_ms", 3000}, {"times", 1}});
     base::Cancel cancel;
     auto pending = VantleClient::send("GET", "/api/agents", std::nullopt, "application/json", 30, cancel);
@@ -326,4 +315,56 @@ TEST_F(VantleClientTest, OwnersGoneAndTimeOutsMidReplyDoNoHarm) {
     const auto cancelled = await(std::move(pending));
     ASSERT_FALSE(cancelled);
     EXPECT_TRUE(cancelled.error().isCancelled());
+}
+
+TEST_F(VantleClientTest, RepliesAreReadUpToALimit) {
+    const QByteArray agents = R"({"agents":[{"id":"dorn"}]})";
+    auto padded = [&](qint64 size) {
+        fault("/api/agents", {{"status", 200},
+                              {"body", QString::fromLatin1(agents)},
+                              {"content_type", "application/json"},
+                              {"pad_bytes", size - agents.size()}});
+    };
+    padded(base::replyLimit);
+    EXPECT_EQ(await(VantleClient::enabledAgents()).value(), QSet<QString>{"dorn"});
+    padded(base::replyLimit + 1);
+    EXPECT_EQ(await(VantleClient::enabledAgents()).error().kind, ClientError::Kind::badResponse);
+    padded(qint64{64} * 1024 * 1024);
+    EXPECT_EQ(await(VantleClient::enabledAgents()).error().kind, ClientError::Kind::badResponse);
+}
+
+TEST_F(VantleClientTest, RedirectsAreNeverFollowed) {
+    HttpStub elsewhere;
+    elsewhere.start();
+    const QJsonObject redirect{{"action", "redirect"}, {"location", elsewhere.url("/collect").toString()}};
+
+    fault(tokenPath, redirect);
+    auto refused = await(VantleClient::whoAmI());
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().localizedDescription(), QStringLiteral("Vantle: HTTP 302"));
+    fault(mePath, redirect);
+    refused = await(VantleClient::whoAmI());
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().localizedDescription(), QStringLiteral("Vantle: HTTP 302"));
+
+    fault(streamPath, redirect);
+    VantleEvents::shared().start();
+    ASSERT_TRUE(spinUntil([] { return VantleEvents::shared().state() == VantleEvents::State::backingOff; }));
+    EXPECT_EQ(countOf("GET", streamPath), 1);
+    EXPECT_EQ(elsewhere.requests(), 0) << "neither the key nor a token went elsewhere";
+}
+
+TEST_F(VantleClientTest, AnAddressWithEscapesReachesTheWorkspaceAsWritten) {
+    startSim({"--base", "/my%20team/a%40b"});
+    ASSERT_TRUE(await(VantleClient::whoAmI()));
+    VantleEvents::shared().start();
+    ASSERT_TRUE(spinUntil([&] { return !requestsTo(streamPath).isEmpty(); }));
+    QStringList paths;
+    for (const auto& entry : sim->requests()) {
+        paths << entry.toObject().value("path").toString();
+    }
+    EXPECT_EQ(paths, (QStringList{"/my%20team/a%40b/api/auth/desktop/token", "/my%20team/a%40b/api/auth/me",
+                                  "/my%20team/a%40b/api/events/stream"}));
+    EXPECT_EQ(VantleClient::dashboardURL("inbox")->toEncoded(),
+              "http://127.0.0.1:" + QByteArray::number(sim->port()) + "/my%20team/a%40b/inbox");
 }

@@ -1,6 +1,7 @@
 #include "workspace/VantleEvents.h"
 #include "support/SpinUntil.h"
 #include "support/WorkspaceFixture.h"
+#include "workspace/Keychain.h"
 #include "workspace/VantleClient.h"
 
 #include <QJsonArray>
@@ -102,7 +103,7 @@ TEST_F(VantleEventsTest, AStreamRefusedWithAGoodKeyGetsANewTokenAndAWithdrawnKey
     EXPECT_EQ(keyEnded, 2);
 }
 
-TEST_F(VantleEventsTest, RestartsLeaveOneLoopAndSilenceReconnects) {
+TEST_F(VantleEventsTest, RestartsLeaveOneLoopAndDroppedStreamsReconnectByThemselves) {
     events().restart();
     events().restart();
     ASSERT_TRUE(spinUntil([&] { return openStreams() == 1; }));
@@ -119,14 +120,28 @@ TEST_F(VantleEventsTest, RestartsLeaveOneLoopAndSilenceReconnects) {
     expectReconnectAfter(2);
     ASSERT_TRUE(streaming());
 
-    // Without a key the loop waits, 30 s at a time, and never connects.
+    // The connection is lost: the back-off has grown, and a long connection did not reset it.
+    sim->control("POST", "/sim/stream/close", QJsonObject{{"clean", false}});
+    expectReconnectAfter(4);
+    ASSERT_TRUE(streaming());
+
+    // The key goes, with no restart: the stream lives on until it ends, then the loop waits
+    // 30 s at a time, and once the key is back it connects by itself.
     services.secretStore->secrets.clear();
-    events().restart();
     spinFor(50);
+    EXPECT_EQ(events().state(), VantleEvents::State::streaming);
     const int before = connections();
-    scheduler->advance(90);
-    spinFor(50);
+    sim->control("POST", "/sim/stream/close", QJsonObject{{"clean", true}});
+    ASSERT_TRUE(sleeping());
+    scheduler->advance(2);
+    ASSERT_TRUE(spinUntil([&] { return events().state() == VantleEvents::State::idle; }));
+    scheduler->advance(30);
+    spinFor(30);
+    EXPECT_EQ(events().state(), VantleEvents::State::idle);
+    services.secretStore->secrets.insert(QLatin1String(Keychain::desktopKeyAccount), sim->desktopKey());
     EXPECT_EQ(connections(), before);
+    expectReconnectAfter(30);
+    EXPECT_TRUE(streaming());
 }
 
 TEST_F(VantleEventsTest, ProgressAndNotificationsArriveAndGarbageIsSurvived) {
@@ -141,12 +156,17 @@ TEST_F(VantleEventsTest, ProgressAndNotificationsArriveAndGarbageIsSurvived) {
     events().start();
     ASSERT_TRUE(spinUntil([&] { return openStreams() == 1; }));
 
-    // A huge event and garbage first: dropped, and the connection stays.
+    // An event four times the bound: the connection goes as soon as the bound is passed, and
+    // the loop comes back by itself after its back-off.
     sim->control("POST", "/sim/events/raw",
                  QJsonObject{{"prefix", "event: agent.progress\ndata: "},
                              {"text", "a"},
-                             {"repeat", 17 * 1024 * 1024},
+                             {"repeat", 64 * 1024 * 1024},
                              {"suffix", "\n\n"}});
+    expectReconnectAfter(2);
+    ASSERT_TRUE(spinUntil([&] { return openStreams() == 1; }));
+
+    // Garbage is survived on the same connection, and the events after it arrive.
     sim->control("POST", "/sim/events", QJsonObject{{"event", "agent.progress"}, {"data", "{not json"}});
     sim->control("POST", "/sim/stream", QJsonObject{{"line_end", "crlf"}});
     for (const auto& [text, offset] : {std::pair{"Tere", 0}, std::pair{" õhtust", 4}, std::pair{"!", 11}}) {
@@ -162,5 +182,5 @@ TEST_F(VantleEventsTest, ProgressAndNotificationsArriveAndGarbageIsSurvived) {
     ASSERT_TRUE(spinUntil([&] { return texts.size() == 3 && notes.size() == 1; }));
     EXPECT_EQ(texts.last(), QStringLiteral("Tere õhtust!"));
     EXPECT_EQ(notes.at(0).agentId, QStringLiteral("pelka"));
-    EXPECT_EQ(connections(), 1);
+    EXPECT_EQ(connections(), 2);
 }

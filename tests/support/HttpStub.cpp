@@ -14,6 +14,11 @@ struct HttpStub::State {
 HttpStub::HttpStub() : server(std::make_unique<httplib::Server>()), state(std::make_shared<State>()) {
     // One request per connection, so that stopping never waits on an idle keep-alive.
     server->set_keep_alive_max_count(1);
+    auto s = state;
+    server->set_pre_routing_handler([s](const httplib::Request&, httplib::Response&) {
+        ++s->requests;
+        return httplib::Server::HandlerResponse::Unhandled;
+    });
 }
 
 HttpStub::~HttpStub() {
@@ -24,9 +29,7 @@ HttpStub::~HttpStub() {
 }
 
 void HttpStub::get(const std::string& path, std::function<Answer()> answer) {
-    auto s = state;
-    server->Get(path, [s, answer](const httplib::Request&, httplib::Response& response) {
-        ++s->requests;
+    server->Get(path, [answer](const httplib::Request&, httplib::Response& response) {
         const Answer a = answer();
         response.status = a.status;
         response.set_content(a.body, a.contentType);

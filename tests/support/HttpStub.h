@@ -28,6 +28,7 @@ public:
     void get(const std::string& path, std::function<Answer()> answer);
     void start();
     QUrl url(const QString& path = {}) const;
+    // Requests that arrived, of any method and to any path.
     int requests() const;
 
 private:

@@ -58,3 +58,12 @@ QString PrivateKeyring::lookup(const QString& service, const QString& account) c
     probe.waitForFinished(5000);
     return QString::fromUtf8(probe.readAllStandardOutput());
 }
+
+void PrivateKeyring::store(const QString& service, const QString& account, const QByteArray& secret) const {
+    QProcess tool;
+    tool.start(QStringLiteral("secret-tool"),
+               {"store", "--label=other", "service", service, "account", account});
+    tool.write(secret);
+    tool.closeWriteChannel();
+    tool.waitForFinished(5000);
+}

@@ -15,6 +15,8 @@ public:
     qint64 keyringPid() const { return keyring.processId(); }
     // Asks the keyring through the command-line tool, bypassing the program.
     QString lookup(const QString& service, const QString& account) const;
+    // Stores these bytes as the secret, as another program might.
+    void store(const QString& service, const QString& account, const QByteArray& secret) const;
 
 private:
     PrivateBus bus;

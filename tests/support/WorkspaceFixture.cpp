@@ -14,11 +14,17 @@ void WorkspaceFixture::SetUp() {
         GTEST_SKIP() << "built without the workspace simulator";
     }
     TestEnvironment::freshSettings();
-    sim = std::make_unique<SimProcess>();
-    ASSERT_TRUE(sim->isRunning());
-    Settings::setValue(QLatin1String(Settings::Key::vantleURL), sim->baseUrl().toString());
-    services.secretStore->secrets.insert(QLatin1String(Keychain::desktopKeyAccount), sim->desktopKey());
     scheduler = std::make_unique<base::VirtualScheduler>();
+    startSim();
+}
+
+void WorkspaceFixture::startSim(const QStringList& arguments) {
+    sim = std::make_unique<SimProcess>(arguments);
+    ASSERT_TRUE(sim->isRunning());
+    // The address as a user writes it, escapes and all.
+    Settings::setValue(QLatin1String(Settings::Key::vantleURL),
+                       QString::fromLatin1(sim->baseUrl().toEncoded()));
+    services.secretStore->secrets.insert(QLatin1String(Keychain::desktopKeyAccount), sim->desktopKey());
     VantleClient::reset();
 }
 

@@ -17,6 +17,8 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
+    // A new simulator, with these arguments, in place of the one running.
+    void startSim(const QStringList& arguments = {});
     // Requests the simulator saw for a path under the workspace (with its query), oldest first.
     QJsonArray requestsTo(const QString& path) const;
     int countOf(const QByteArray& method, const QString& path) const;

@@ -67,13 +67,19 @@ TEST(EventStreamParser, OversizedLinesAndEventsAreDroppedAndTheStreamGoesOn) {
     parser.onEvent = [&](const QString& e, const QString& d) { events.emplace_back(e, d); };
     const QByteArray chunk(1024 * 1024, 'x');
     parser.feed("data: ");
-    for (int i = 0; i < 17; ++i) {
+    for (int i = 0; i < 15; ++i) {
         parser.feed(chunk);
     }
+    EXPECT_FALSE(parser.overflowed());
+    parser.feed(chunk);
+    EXPECT_TRUE(parser.overflowed()) << "the field name and 16 MiB pass the bound";
+    parser.feed(chunk);
     parser.feed("\n\ndata: after\n\n");
     EXPECT_EQ(events, (Events{{"message", "after"}}));
 
     // Many data lines that add up past the limit drop their event only.
+    parser.reset();
+    EXPECT_FALSE(parser.overflowed());
     events.clear();
     const QByteArray line = "data: " + QByteArray(1024 * 1024, 'y') + "\n";
     for (int i = 0; i < 17; ++i) {
@@ -81,6 +87,7 @@ TEST(EventStreamParser, OversizedLinesAndEventsAreDroppedAndTheStreamGoesOn) {
     }
     parser.feed("\nevent: e\ndata: fine\n\n");
     EXPECT_EQ(events, (Events{{"e", "fine"}}));
+    EXPECT_TRUE(parser.overflowed());
 
     // A new connection starts clean.
     parser.feed("data: half");

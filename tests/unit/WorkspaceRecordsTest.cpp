@@ -202,7 +202,7 @@ TEST(VantleEvents, DispatchBuildsTextFromDeltasAndPassesProgress) {
     EXPECT_TRUE(options.isEmpty()) << "a useless list calls nothing";
     events.dispatch("agent.progress", R"({"turnId":"t1","kind":"options","options":["Yes",{"label":"No"}]})");
     ASSERT_EQ(options.size(), 1);
-    EXPECT_EQ(options.at(0).size(), 2);
+    EXPECT_EQ(options.at(0), (QList<ChatChoice>{{"Yes", std::nullopt}, {"No", std::nullopt}}));
 
     const auto count = texts.size() + tools.size();
     events.dispatch("agent.progress", R"({"turnId":"other","kind":"delta","text":"x"})");
@@ -218,11 +218,12 @@ TEST(VantleEvents, DispatchBuildsTextFromDeltasAndPassesProgress) {
 
     QList<VantleNotification> said;
     events.onNotification = [&](const VantleNotification& n) { said << n; };
-    events.dispatch("vantle.event", R"({"type":"notification.created","data":{"id":"n","title":"T"}})");
-    events.dispatch("vantle.event", R"({"type":"notification.read","data":{"id":"n","title":"T"}})");
+    events.dispatch("vantle.event", R"({"type":"notification.read","data":{"id":"r","title":"Read"}})");
+    events.dispatch("vantle.event", R"({"type":"notification.created","data":{"id":"n","title":"New"}})");
     events.dispatch("vantle.event", R"({"type":"notification.created","data":{"id":"n"}})");
     events.dispatch("vantle.event", R"({"type":"notification.created","data":"x"})");
     ASSERT_EQ(said.size(), 1);
-    EXPECT_EQ(said.at(0).title, QStringLiteral("T"));
+    EXPECT_EQ(said.at(0).id, QStringLiteral("n")) << "only a created notification is told";
+    EXPECT_EQ(said.at(0).title, QStringLiteral("New"));
     events.onNotification = nullptr;
 }

@@ -2,6 +2,8 @@
 
 #include "SimJson.h"
 
+#include <algorithm>
+
 namespace {
 
 const char* actionName(FaultTable::Action action) {
@@ -16,6 +18,8 @@ const char* actionName(FaultTable::Action action) {
         return "cut";
     case FaultTable::Action::Malformed:
         return "malformed";
+    case FaultTable::Action::Redirect:
+        return "redirect";
     }
     return "respond";
 }
@@ -55,12 +59,15 @@ std::optional<FaultTable::Fault> FaultTable::fromJson(const QJsonObject& json, s
         fault.action = Action::Cut;
     else if (action == QLatin1String("malformed"))
         fault.action = Action::Malformed;
+    else if (action == QLatin1String("redirect"))
+        fault.action = Action::Redirect;
     else {
         *error = "unknown fault action \"" + SimJson::toStd(action) + "\"";
         return std::nullopt;
     }
 
-    const int defaultStatus = fault.action == Action::Respond ? 500 : 200;
+    const int defaultStatus =
+        fault.action == Action::Respond ? 500 : (fault.action == Action::Redirect ? 302 : 200);
     fault.status = static_cast<int>(SimJson::integer(json.value(QStringLiteral("status")), defaultStatus));
     if (fault.status < 100 || fault.status > 599) {
         *error = "a fault's status must lie between 100 and 599";
@@ -80,6 +87,15 @@ std::optional<FaultTable::Fault> FaultTable::fromJson(const QJsonObject& json, s
         fault.body = R"({"reply": "The connection goes before this ends, )";
         fault.contentType = "application/json";
     }
+    if (fault.action == Action::Redirect) {
+        if (!json.value(QStringLiteral("location")).isString()) {
+            *error = "a redirect needs a \"location\"";
+            return std::nullopt;
+        }
+        fault.location = SimJson::toStd(json.value(QStringLiteral("location")).toString());
+    }
+    fault.padBytes = static_cast<std::size_t>(
+        std::max<qint64>(0, SimJson::integer(json.value(QStringLiteral("pad_bytes")), 0)));
     if (json.value(QStringLiteral("content_type")).isString())
         fault.contentType = SimJson::toStd(json.value(QStringLiteral("content_type")).toString());
     return fault;
@@ -98,6 +114,8 @@ QJsonObject FaultTable::toJson(const Fault& fault) {
     };
     if (!fault.method.empty())
         json.insert(QStringLiteral("method"), SimJson::toQString(fault.method));
+    if (!fault.location.empty())
+        json.insert(QStringLiteral("location"), SimJson::toQString(fault.location));
     return json;
 }
 

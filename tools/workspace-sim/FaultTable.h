@@ -9,11 +9,12 @@
 #include <vector>
 
 // Faults that tests put on a path: a canned status and body, a delay, a connection dropped before
-// any answer, a connection cut in the middle of the body, or a body that isn't valid JSON. Each
+// any answer, a connection cut in the middle of the body, a body that isn't valid JSON, or a
+// redirect elsewhere. Each
 // fires a given number of times, or until it is cleared. The first rule that matches wins.
 class FaultTable {
 public:
-    enum class Action { Respond, Delay, Drop, Cut, Malformed };
+    enum class Action { Respond, Delay, Drop, Cut, Malformed, Redirect };
 
     struct Fault {
         std::string id;
@@ -23,6 +24,8 @@ public:
         int status = 500;
         std::string body;
         std::string contentType;
+        std::size_t padBytes = 0; // spaces after the body
+        std::string location;     // where a redirect points
         int delayMs = 0;
         int remaining = 1; // < 0: until cleared
         int fired = 0;

@@ -99,6 +99,25 @@ std::string htmlEscaped(const std::string& text) {
     return out;
 }
 
+// The fault's body followed by its padding of spaces, in chunks with no length announced, so that
+// the client learns the size only as it reads; written in slices and never held whole.
+void setPadded(httplib::Response& response, const FaultTable::Fault& fault) {
+    const std::string body = fault.body;
+    const std::size_t total = body.size() + fault.padBytes;
+    response.set_chunked_content_provider(
+        fault.contentType.empty() ? "text/plain" : fault.contentType,
+        [body, total](std::size_t offset, httplib::DataSink& sink) {
+            if (offset >= total) {
+                sink.done();
+                return true;
+            }
+            if (offset < body.size())
+                return sink.write(body.data() + offset, body.size() - offset);
+            static const std::string spaces(64 * 1024, ' ');
+            return sink.write(spaces.data(), std::min(spaces.size(), total - offset));
+        });
+}
+
 std::string normalisedBase(std::string base) {
     while (!base.empty() && base.back() == '/')
         base.pop_back();
@@ -112,6 +131,7 @@ std::string normalisedBase(std::string base) {
 SimServer::SimServer(SimOptions options)
     : options_(std::move(options)), state_(options_.key), server_(std::make_unique<httplib::Server>()) {
     options_.base = normalisedBase(options_.base);
+    decodedBase_ = QByteArray::fromPercentEncoding(QByteArray::fromStdString(options_.base)).toStdString();
     if (options_.demo)
         demo_ = std::make_unique<DemoCompany>(*this);
     workspaceRoutes_ = std::make_unique<WorkspaceRoutes>(*this);
@@ -272,7 +292,10 @@ void SimServer::handle(const httplib::Request& request, httplib::Response& respo
     }
 
     log_.record(request);
-    if (const auto fault = faults_.take(request.method, path)) {
+    // Faults name the path as the client sent it, escapes and all.
+    const std::string& target = request.target.empty() ? request.path : request.target;
+    const std::string sentPath = target.substr(0, target.find('?'));
+    if (const auto fault = faults_.take(request.method, sentPath)) {
         if (applyFault(*fault, request, response))
             return;
     }
@@ -306,10 +329,16 @@ bool SimServer::applyFault(const FaultTable::Fault& fault, const httplib::Reques
             });
         return true;
     }
+    case FaultTable::Action::Redirect:
+        response.status = fault.status;
+        response.set_header("Location", fault.location);
+        return true;
     case FaultTable::Action::Respond:
     case FaultTable::Action::Malformed:
         response.status = fault.status;
-        if (!fault.body.empty() || !fault.contentType.empty())
+        if (fault.padBytes > 0)
+            setPadded(response, fault);
+        else if (!fault.body.empty() || !fault.contentType.empty())
             response.set_content(fault.body, fault.contentType.empty() ? "text/plain" : fault.contentType);
         return true;
     }
@@ -329,7 +358,7 @@ void SimServer::route(const httplib::Request& request, httplib::Response& respon
         break;
     }
 
-    const std::string& base = options_.base;
+    const std::string& base = decodedBase_;
     if (!base.empty() && path != base && path.rfind(base + "/", 0) != 0) {
         call.detail(404, "Not Found");
         return;

@@ -25,7 +25,7 @@ struct SimOptions {
     int port = 0;
     std::string key = "demo-key";
     bool demo = false;
-    std::string base = "/app"; // workspace paths live under it; "" puts them at the root
+    std::string base = "/app"; // workspace paths live under it, escapes as written; "" is the root
 };
 
 // The simulator: one HTTP server on 127.0.0.1 with three sets of routes (the workspace under the
@@ -70,6 +70,8 @@ private:
     void route(const httplib::Request& request, httplib::Response& response);
 
     SimOptions options_;
+    // The base path as requests arrive once their escapes are decoded.
+    std::string decodedBase_;
     int port_ = -1;
     SimState state_;
     EventHub hub_;

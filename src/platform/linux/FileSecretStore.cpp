@@ -1,5 +1,7 @@
 #include "platform/linux/FileSecretStore.h"
 
+#include "base/Text.h"
+
 #include <QDir>
 #include <QFile>
 #include <QSaveFile>
@@ -28,8 +30,7 @@ std::optional<QString> FileSecretStore::read(const QString& account) const {
     if (file.permissions() & (QFile::ReadGroup | QFile::ReadOther | QFile::WriteGroup | QFile::WriteOther)) {
         file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
     }
-    const QByteArray bytes = file.read(64 * 1024);
-    return QString::fromUtf8(bytes);
+    return base::strictUtf8(file.read(64 * 1024));
 }
 
 bool FileSecretStore::write(const QString& account, const QString& secret) const {

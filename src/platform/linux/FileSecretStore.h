@@ -11,6 +11,7 @@ class FileSecretStore {
 public:
     explicit FileSecretStore(QString folder);
 
+    // None when there is no file or it holds no UTF-8 text.
     std::optional<QString> read(const QString& account) const;
     // Written whole or not at all, never readable by anybody else on the way.
     bool write(const QString& account, const QString& secret) const;

@@ -1,5 +1,8 @@
 #include "platform/linux/SystemSecretStore.h"
 
+#include "base/Scheduler.h"
+#include "base/Text.h"
+
 // GLib's headers use `signals` as a name, which Qt defines as a keyword.
 #pragma push_macro("signals")
 #undef signals
@@ -62,7 +65,11 @@ SystemSecretStore::SystemSecretStore(QString s, QString fileFolder)
     : service(std::move(s)), file(std::move(fileFolder)) {}
 
 bool SystemSecretStore::keyringResting() const {
-    return std::chrono::steady_clock::now() < restUntil;
+    return base::Scheduler::current().monotonic() < restUntil;
+}
+
+void SystemSecretStore::rest() {
+    restUntil = base::Scheduler::current().monotonic() + 60;
 }
 
 SystemSecretStore::Answer SystemSecretStore::keyringLookup(const QString& account) {
@@ -83,14 +90,16 @@ SystemSecretStore::Answer SystemSecretStore::keyringLookup(const QString& accoun
         } else if (!secret) {
             a.outcome = Outcome::missing;
         } else {
-            a.outcome = Outcome::done;
-            a.secret = QString::fromUtf8(secret);
+            // A secret that isn't text is nobody's key.
+            const auto text = base::strictUtf8(secret);
+            a.outcome = text ? Outcome::done : Outcome::missing;
+            a.secret = text.value_or(QString());
             secret_password_free(secret);
         }
         return a;
     });
     if (!answer) {
-        restUntil = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+        rest();
         return {};
     }
     return *answer;
@@ -117,7 +126,7 @@ bool SystemSecretStore::keyringStore(const QString& account, const QString& secr
         return ok == TRUE;
     });
     if (!stored) {
-        restUntil = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+        rest();
     }
     return stored.value_or(false);
 }
@@ -139,24 +148,53 @@ bool SystemSecretStore::keyringClear(const QString& account) {
         }
         return true;
     });
+    if (!cleared) {
+        rest();
+    }
     return cleared.value_or(false);
 }
 
-std::optional<QString> SystemSecretStore::read(const QString& account) {
-    const Answer answer = keyringLookup(account);
-    if (answer.outcome == Outcome::done) {
-        return answer.secret;
-    }
-    const auto inFile = file.read(account);
-    if (answer.outcome == Outcome::missing && inFile && keyringStore(account, *inFile)) {
-        // The keyring answers now: the secret moves there and leaves the file.
+void SystemSecretStore::catchUp(const QString& account, Known& last) {
+    const bool taken = last.secret ? keyringStore(account, *last.secret) : keyringClear(account);
+    if (taken) {
+        last.keyringBehind = false;
         file.remove(account);
     }
-    return inFile;
+}
+
+std::optional<QString> SystemSecretStore::read(const QString& account) {
+    const auto seen = known.find(account);
+    if (seen != known.end() && seen->second.keyringBehind) {
+        catchUp(account, seen->second);
+        return seen->second.secret;
+    }
+    const Answer answer = keyringLookup(account);
+    if (answer.outcome == Outcome::failed && seen != known.end()) {
+        // The keyring is silent; the secret it held when it last answered still stands.
+        return seen->second.secret;
+    }
+    // A file holds a write that the keyring did not take at the time, so it is the newer secret;
+    // it moves into the keyring once one answers.
+    auto secret = file.read(account);
+    if (secret && answer.outcome != Outcome::failed && keyringStore(account, *secret)) {
+        file.remove(account);
+    }
+    if (!secret && answer.outcome == Outcome::done) {
+        secret = answer.secret;
+    }
+    known[account] = {secret, false};
+    return secret;
 }
 
 bool SystemSecretStore::write(const QString& account, const QString& secret) {
+    if (secret.trimmed().isEmpty()) {
+        remove(account);
+        return true;
+    }
+    Known& last = known[account];
+    last = {secret, true};
     if (keyringStore(account, secret)) {
+        last.keyringBehind = false;
         file.remove(account);
         return true;
     }
@@ -164,7 +202,7 @@ bool SystemSecretStore::write(const QString& account, const QString& secret) {
 }
 
 void SystemSecretStore::remove(const QString& account) {
-    keyringClear(account);
+    known[account] = {std::nullopt, !keyringClear(account)};
     file.remove(account);
 }
 
