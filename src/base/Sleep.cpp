@@ -7,11 +7,11 @@ void SleepAwaiter::await_suspend(std::coroutine_handle<> handle) {
         subscription.reset();
         handle.resume();
     };
-    auto& scheduler = Scheduler::current();
-    timer = scheduler.after(seconds, resume);
+    timer = Scheduler::current().after(seconds, resume);
     // Waking through the scheduler, never from inside cancel(), keeps the canceller's stack
-    // free of the task's continuation.
-    subscription = cancel.onCancel([this, resume, &scheduler] { timer = scheduler.after(0, resume); });
+    // free of the task's continuation. The scheduler is the one current at the cancel: the one
+    // the sleep began on may be gone by then.
+    subscription = cancel.onCancel([this, resume] { timer = Scheduler::current().after(0, resume); });
 }
 
 } // namespace base
