@@ -169,6 +169,14 @@ protected:
         ASSERT_TRUE(spinUntil([&] { return QFile::exists(root + "/runtime/wayland-mirk"); }));
     }
 
+    // The program's workspace is the simulator.
+    void useWorkspace(const SimProcess& sim) {
+        QSettings settings(home.path() + "/config/Mirk Vantle Agents/Mirk Vantle Agents.ini",
+                           QSettings::IniFormat);
+        settings.setValue("vantleURL", sim.baseUrl().toString());
+        settings.sync();
+    }
+
     void TearDown() override {
         compositor.kill();
         compositor.waitForFinished(5000);
@@ -315,12 +323,7 @@ TEST_F(ProgramOnScreen, ControlAltSpaceOpensTheChatAndTheAnswerComesBack) {
     }
     SimProcess sim;
     ASSERT_TRUE(sim.isRunning());
-    {
-        QSettings settings(home.path() + "/config/Mirk Vantle Agents/Mirk Vantle Agents.ini",
-                           QSettings::IniFormat);
-        settings.setValue("vantleURL", sim.baseUrl().toString());
-        settings.sync();
-    }
+    useWorkspace(sim);
     Program program(home.path(), sim.desktopKey());
     const QString figure = program.window("Dorn");
     ASSERT_FALSE(figure.isEmpty());
@@ -384,12 +387,7 @@ TEST_F(ProgramOnScreen, AnApprovalPushedByTheWorkspaceIsApprovedWithOneClick) {
     }
     SimProcess sim;
     ASSERT_TRUE(sim.isRunning());
-    {
-        QSettings settings(home.path() + "/config/Mirk Vantle Agents/Mirk Vantle Agents.ini",
-                           QSettings::IniFormat);
-        settings.setValue("vantleURL", sim.baseUrl().toString());
-        settings.sync();
-    }
+    useWorkspace(sim);
     Program program(home.path(), sim.desktopKey());
     ASSERT_FALSE(program.window("Dorn").isEmpty());
     ASSERT_TRUE(spinUntil(
