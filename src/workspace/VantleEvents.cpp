@@ -83,6 +83,19 @@ QCoro::Task<> VantleEvents::loop(base::Cancel cancel) {
 
 namespace {
 
+// The stream's request under the workspace address; none without a usable address.
+std::optional<QNetworkRequest> streamRequest(const QString& token) {
+    const auto address = Settings::vantleURL();
+    const QUrl url = address ? base::appended(*address, QStringLiteral("/api/events/stream")) : QUrl();
+    if (!url.isValid()) {
+        return std::nullopt;
+    }
+    QNetworkRequest request(url);
+    request.setRawHeader("Accept", "application/json, text/event-stream");
+    request.setRawHeader("Authorization", "Bearer " + token.toUtf8());
+    return request;
+}
+
 // How a connection that has finished ended: silent past the limit, an event past the bound, a
 // refused or failed request, or a clean end of the body.
 std::optional<ClientError> endOf(QNetworkReply* reply, bool silent, bool overflowed) {
@@ -117,16 +130,12 @@ QCoro::Task<std::optional<ClientError>> VantleEvents::listen(base::Cancel cancel
     if (!token) {
         co_return token.error();
     }
-    const auto address = Settings::vantleURL();
-    const QUrl url = address ? base::appended(*address, QStringLiteral("/api/events/stream")) : QUrl();
-    if (!url.isValid() || !self || cancel.isCancelled()) {
+    const auto request = streamRequest(*token);
+    if (!request || !self || cancel.isCancelled()) {
         co_return ClientError::notConnected();
     }
-    QNetworkRequest request(url);
-    request.setRawHeader("Accept", "application/json, text/event-stream");
-    request.setRawHeader("Authorization", "Bearer " + token->toUtf8());
     std::unique_ptr<QNetworkReply, void (*)(QNetworkReply*)> reply(
-        base::network().get(request), [](QNetworkReply* r) { r->deleteLater(); });
+        base::network().get(*request), [](QNetworkReply* r) { r->deleteLater(); });
     QNetworkReply* raw = reply.get();
 
     // Silence is measured on received bytes, so that a stream that stalls is noticed whatever
