@@ -114,9 +114,13 @@ TEST(SecretStore, AKeyringHoldsTheKeyAndEveryReadTellsTheLastSaved) {
     EXPECT_EQ(platform::SystemSecretStore(service, support).read(account), QStringLiteral("while-stalled"));
     EXPECT_EQ(keyring.lookup(service, account), QStringLiteral("while-stalled"));
 
-    // Deleted while the keyring rests: gone at once, and from the keyring once it is asked again.
+    // Deleted while the keyring rests: gone at once, also for the program started again before
+    // the keyring was asked, and from the keyring once it is asked again.
     store.remove(account);
     EXPECT_FALSE(store.read(account));
+    EXPECT_FALSE(platform::SystemSecretStore(service, support).read(account));
+    EXPECT_EQ(keyring.lookup(service, account), QString());
+    EXPECT_TRUE(filesIn(support).isEmpty());
     scheduler.advance(61);
     EXPECT_FALSE(store.read(account));
     EXPECT_EQ(keyring.lookup(service, account), QString());

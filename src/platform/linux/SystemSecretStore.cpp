@@ -174,8 +174,15 @@ std::optional<QString> SystemSecretStore::read(const QString& account) {
         return seen->second.secret;
     }
     // A file holds a write that the keyring did not take at the time, so it is the newer secret;
-    // it moves into the keyring once one answers.
+    // it moves into the keyring once one answers. An empty file is a removal it did not take.
     auto secret = file.read(account);
+    if (secret && secret->isEmpty()) {
+        if (answer.outcome != Outcome::failed && keyringClear(account)) {
+            file.remove(account);
+        }
+        known[account] = {std::nullopt, false};
+        return std::nullopt;
+    }
     if (secret && answer.outcome != Outcome::failed && keyringStore(account, *secret)) {
         file.remove(account);
     }
@@ -202,8 +209,13 @@ bool SystemSecretStore::write(const QString& account, const QString& secret) {
 }
 
 void SystemSecretStore::remove(const QString& account) {
-    known[account] = {std::nullopt, !keyringClear(account)};
-    file.remove(account);
+    const bool cleared = keyringClear(account);
+    known[account] = {std::nullopt, !cleared};
+    // A removal that a stalled keyring did not take stays owed across a restart: an empty file
+    // says so. Without any keyring the file was the only place of the key.
+    if (cleared || !keyringResting() || !file.write(account, QString())) {
+        file.remove(account);
+    }
 }
 
 SecretStore::Location SystemSecretStore::location() {
