@@ -67,6 +67,15 @@ protected:
         panel->orderFront();
         ASSERT_TRUE(
             spinUntil([this] { return panel->windowHandle() && panel->windowHandle()->isExposed(); }));
+        // A busy window manager may still move the panel to its place after showing it.
+        QRect last;
+        int steady = 0;
+        ASSERT_TRUE(spinUntil([&] {
+            const QRect now = panel->balloonFrame();
+            steady = now == last ? steady + 1 : 0;
+            last = now;
+            return steady >= 5;
+        }));
     }
 
     // A plain message, as the chat shows one.
