@@ -8,6 +8,7 @@
 #include <QJsonValue>
 #include <QString>
 
+#include <algorithm>
 #include <chrono>
 #include <deque>
 #include <map>
@@ -119,6 +120,17 @@ public:
     QJsonObject snapshot() const;
 
 private:
+    // Drops the first entries of a map keyed by ids that sort by creation (the ids carry no
+    // order, so the caller keeps it in `createdAt`), until the map is below its bound.
+    template <typename Map, typename Created>
+    static void evictOldest(Map& map, std::size_t bound, Created createdAt) {
+        while (map.size() >= bound) {
+            auto oldest = std::min_element(map.begin(), map.end(), [&](const auto& a, const auto& b) {
+                return createdAt(a.second) < createdAt(b.second);
+            });
+            map.erase(oldest);
+        }
+    }
     struct Thread {
         QString id;
         QString agentId;
