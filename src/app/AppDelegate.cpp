@@ -10,6 +10,7 @@
 #include "character/CharacterSheet.h"
 #include "character/CharacterView.h"
 #include "character/CharacterWindow.h"
+#include "platform/LinkAction.h"
 #include "platform/Services.h"
 #include "stage/StageViewController.h"
 #include "workspace/ClientError.h"
@@ -101,9 +102,8 @@ void AppDelegate::openReportsFolder() {
 }
 
 void AppDelegate::openVantle() {
-    const auto url = VantleClient::dashboardURL(QStringLiteral("/"));
-    if (const auto desktop = platform::services().desktop; url && desktop) {
-        desktop->open(*url);
+    if (const auto url = VantleClient::dashboardURL(QStringLiteral("/"))) {
+        platform::openLink(*url);
     }
 }
 

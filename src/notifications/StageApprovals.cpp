@@ -4,7 +4,7 @@
 #include "base/Text.h"
 #include "character/CharacterPlayer.h"
 #include "notifications/VantleApproval.h"
-#include "platform/Services.h"
+#include "platform/LinkAction.h"
 #include "stage/BalloonView.h"
 #include "workspace/VantleClient.h"
 
@@ -76,9 +76,8 @@ void StageViewController::showApproval(const VantleApproval& approval, BalloonPa
     decision.review = [self, asking] {
         const VantleNotification& notification = asking->second;
         VantleClient::markRead(notification.id);
-        const auto url = notification.to ? VantleClient::dashboardURL(*notification.to) : std::nullopt;
-        if (const auto desktop = platform::services().desktop; url && desktop) {
-            desktop->open(*url);
+        if (const auto url = notification.to ? VantleClient::dashboardURL(*notification.to) : std::nullopt) {
+            platform::openLink(*url);
         }
         if (self) {
             self->closeChat();

@@ -4,7 +4,6 @@
 #include "character/CharacterPlayer.h"
 #include "character/CharacterSheet.h"
 #include "platform/LinkAction.h"
-#include "platform/Services.h"
 #include "stage/BalloonView.h"
 #include "workspace/VantleClient.h"
 
@@ -27,9 +26,9 @@ bool isInstalled(VantleAgent agent) {
 }
 
 void openInBrowser(const std::optional<QString>& to) {
-    const auto url = to ? VantleClient::dashboardURL(*to) : std::nullopt;
-    if (const auto desktop = platform::services().desktop; url && desktop) {
-        desktop->open(*url);
+    // A notice's link may be absolute: it goes through the same rule as any link from outside.
+    if (const auto url = to ? VantleClient::dashboardURL(*to) : std::nullopt) {
+        platform::openLink(*url);
     }
 }
 

@@ -1,6 +1,6 @@
 #include "stage/LinkRow.h"
 
-#include "platform/Services.h"
+#include "platform/LinkAction.h"
 #include "stage/BalloonStyle.h"
 #include "stage/BalloonSymbol.h"
 
@@ -24,11 +24,7 @@ LinkRow::LinkRow(const WebLink& link, QWidget* parent) : QAbstractButton(parent)
     setCursor(Qt::PointingHandCursor);
     setFocusPolicy(Qt::TabFocus);
     setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
-    connect(this, &QAbstractButton::clicked, this, [this] {
-        if (const auto desktop = platform::services().desktop) {
-            desktop->open(target);
-        }
-    });
+    connect(this, &QAbstractButton::clicked, this, [this] { platform::openLink(target); });
 }
 
 QString LinkRow::caption(const WebLink& link) {
