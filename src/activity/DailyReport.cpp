@@ -1,5 +1,7 @@
 #include "activity/DailyReport.h"
 
+#include "activity/ActivitySpan.h"
+#include "app/AppIdentity.h"
 #include "app/Language.h"
 #include "base/Clock.h"
 #include "base/Text.h"
@@ -34,11 +36,33 @@ QString weekday(const QDate& day) {
 } // namespace
 
 QString ReportError::localizedDescription() const {
-    if (kind == Kind::noActivity) {
+    switch (kind) {
+    case Kind::noActivity:
         return base::pick(QStringLiteral("No recent usage data."),
                           QStringLiteral("Hiljutisi kasutusandmeid pole."));
+    case Kind::model:
+        return modelError.localizedDescription();
+    case Kind::file:
+        break;
     }
-    return text;
+    return path;
+}
+
+QCoro::Task<ReportResult> generate(QDate) {
+    co_return ReportError{};
+}
+
+QString reportURL(const QDate& day) {
+    return AppIdentity::supportURL() + QStringLiteral("/Reports/") + ActivityLog::dayName(day) +
+           QStringLiteral(".md");
+}
+
+double activeTime(const QDate&) {
+    return 0;
+}
+
+QString headline(const QString& answer) {
+    return answer;
 }
 
 QString writingMessage(const QDate& day) {

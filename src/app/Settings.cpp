@@ -135,6 +135,7 @@ void registerDefaults() {
         {Key::recordActivity, true},
         {Key::recordWindowTitles, false},
         {Key::reportMinutes, 1050},
+        {Key::excludedApps, QStringList()},
         {Key::language, QString()},
     };
 }
@@ -207,6 +208,16 @@ int intValue(const QString& key) {
 QString stringValue(const QString& key) {
     const auto v = value(key);
     return v.typeId() == QMetaType::QString || v.typeId() == QMetaType::QByteArray ? v.toString() : QString();
+}
+
+QStringList stringListValue(const QString& key) {
+    const auto v = value(key);
+    // QSettings gives a list of one as a plain string.
+    if (v.typeId() == QMetaType::QString) {
+        return v.toString().isEmpty() ? QStringList() : QStringList{v.toString()};
+    }
+    return v.typeId() == QMetaType::QStringList || v.typeId() == QMetaType::QVariantList ? v.toStringList()
+                                                                                         : QStringList();
 }
 
 std::optional<QUrl> vantleURL() {

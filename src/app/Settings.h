@@ -27,6 +27,8 @@ inline constexpr auto reportModel = "reportModel";
 inline constexpr auto recordActivity = "recordActivity";
 inline constexpr auto recordWindowTitles = "recordWindowTitles";
 inline constexpr auto reportMinutes = "reportMinutes";
+// Application identifiers that the activity record passes over, as if the user were away.
+inline constexpr auto excludedApps = "excludedApps";
 inline constexpr auto language = "language";
 inline constexpr auto workspaceLanguage = "workspaceLanguage";
 inline constexpr auto lastUsedAgent = "lastUsedAgent";
@@ -54,6 +56,7 @@ bool boolValue(const QString& key);
 double doubleValue(const QString& key);
 int intValue(const QString& key);
 QString stringValue(const QString& key);
+QStringList stringListValue(const QString& key);
 
 // The workspace address: trimmed, trailing slashes removed, "https://" added when there is no
 // scheme, the default when empty. None when the text is no usable address.

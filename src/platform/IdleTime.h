@@ -8,6 +8,8 @@ public:
     virtual ~IdleTime() = default;
     // Seconds since the last input; 0 when the system cannot tell.
     virtual double secondsSinceLastInput() = 0;
+    // The display's own screen saver has blanked the screens.
+    virtual bool isScreenSaverOn() = 0;
 };
 
 } // namespace platform

@@ -36,10 +36,12 @@ bool FakeHotKeyGrabber::press(unsigned keysym) {
     return false;
 }
 
-void FakeActiveWindow::bringToFront(std::optional<FrontApplication> application) {
+void FakeActiveWindow::bringToFront(std::optional<FrontApplication> application,
+                                    std::optional<QString> windowTitle) {
     front = std::move(application);
-    if (onChange) {
-        onChange(front);
+    title = std::move(windowTitle);
+    if (onActivate) {
+        onActivate();
     }
 }
 

@@ -61,14 +61,25 @@ private:
 class FakeIdleTime final : public IdleTime {
 public:
     double secondsSinceLastInput() override { return seconds; }
+    bool isScreenSaverOn() override { return saverOn; }
     double seconds = 0;
+    bool saverOn = false;
 };
 
 class FakeActiveWindow final : public ActiveWindow {
 public:
-    std::optional<FrontApplication> current() override { return front; }
-    void bringToFront(std::optional<FrontApplication> application);
+    std::optional<FrontApplication> frontmost() override { return front; }
+    std::optional<QString> focusedWindowTitle() override {
+        ++titleReads;
+        return title;
+    }
+    bool canSeeFront() override { return sees; }
+    // Another window in front, announced as the system would.
+    void bringToFront(std::optional<FrontApplication> application, std::optional<QString> windowTitle = {});
     std::optional<FrontApplication> front;
+    std::optional<QString> title;
+    bool sees = true;
+    int titleReads = 0;
 };
 
 // Tests send its signals themselves.
