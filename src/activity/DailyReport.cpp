@@ -1,6 +1,6 @@
 #include "activity/DailyReport.h"
 
-#include "activity/ActivitySpan.h"
+#include "activity/ActivityRecorder.h"
 #include "app/AppIdentity.h"
 #include "app/Language.h"
 #include "base/Clock.h"
@@ -57,8 +57,12 @@ QString reportURL(const QDate& day) {
            QStringLiteral(".md");
 }
 
-double activeTime(const QDate&) {
-    return 0;
+double activeTime(const QDate& day) {
+    double seconds = 0;
+    for (const ActivitySpan& span : ActivityRecorder::shared().spans(day)) {
+        seconds += static_cast<double>(span.start.msecsTo(span.end)) / 1000.0;
+    }
+    return seconds;
 }
 
 QString headline(const QString& answer) {
