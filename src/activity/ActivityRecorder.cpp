@@ -1,15 +1,63 @@
 #include "activity/ActivityRecorder.h"
 
+#include "app/AppEvents.h"
 #include "app/AppIdentity.h"
+#include "app/Settings.h"
 #include "base/Clock.h"
+#include "base/Files.h"
+#include "platform/Services.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QPointer>
+#include <QSet>
 
 namespace {
 
+constexpr double sampleInterval = 20;
+// Longer without input than this, and the user has left; the span ends at the last input.
+constexpr double idleLimit = 300;
+// A steady span is closed and a new one begun after this long, which bounds what a crash loses.
+constexpr qint64 spanLimit = 120;
+constexpr int keptDays = 30;
+
+// Window classes of screen lockers, lowercased: with one of them in front nobody is working.
+const QSet<QString>& awayBundleIDs() {
+    static const QSet<QString> ids{QStringLiteral("xscreensaver"),
+                                   QStringLiteral("i3lock"),
+                                   QStringLiteral("xsecurelock"),
+                                   QStringLiteral("light-locker"),
+                                   QStringLiteral("slock"),
+                                   QStringLiteral("xlock"),
+                                   QStringLiteral("gnome-screensaver"),
+                                   QStringLiteral("cinnamon-screensaver"),
+                                   QStringLiteral("mate-screensaver"),
+                                   QStringLiteral("xfce4-screensaver"),
+                                   QStringLiteral("xss-lock"),
+                                   QStringLiteral("kscreenlocker_greet"),
+                                   QStringLiteral("swaylock"),
+                                   QStringLiteral("lightdm-gtk-greeter")};
+    return ids;
+}
+
+bool isAway(const std::optional<QString>& id) {
+    return id && awayBundleIDs().contains(id->toLower());
+}
+
+bool isExcluded(const QString& id) {
+    const QStringList excluded = Settings::stringListValue(QLatin1String(Settings::Key::excludedApps));
+    return std::any_of(excluded.begin(), excluded.end(), [&id](const QString& entry) {
+        return entry.trimmed().compare(id, Qt::CaseInsensitive) == 0;
+    });
+}
+
 QString activityFolder() {
     return AppIdentity::supportURL() + QStringLiteral("/Activity");
+}
+
+QDate dayOf(const QDateTime& moment) {
+    return moment.toLocalTime().date();
 }
 
 } // namespace
@@ -25,11 +73,97 @@ QString ActivityRecorder::fileURL(const QDate& day) {
     return activityFolder() + QLatin1Char('/') + ActivityLog::dayName(day) + QStringLiteral(".jsonl");
 }
 
-void ActivityRecorder::start() {}
+void ActivityRecorder::start() {
+    if (timer.isActive()) {
+        return;
+    }
+    base::makePrivateFolder(activityFolder());
+    deleteOldLogs();
+    QPointer<ActivityRecorder> self(this);
+    timer = base::Scheduler::current().every(sampleInterval, [self] {
+        if (self) {
+            self->sample();
+        }
+    });
+    const auto& services = platform::services();
+    if (services.activeWindow) {
+        services.activeWindow->onActivate = [self] {
+            if (self) {
+                self->sample();
+            }
+        };
+    }
+    if (auto events = services.sessionEvents) {
+        connect(events.get(), &platform::SessionEvents::willSleep, this,
+                [this] { closeCurrent(base::Clock::now()); });
+        connect(events.get(), &platform::SessionEvents::activeChanged, this, [this](bool active) {
+            if (!active) {
+                closeCurrent(base::Clock::now());
+            }
+        });
+    }
+    connect(&AppEvents::shared(), &AppEvents::activityEnds, this, &ActivityRecorder::closeCurrent);
+    sample();
+}
 
-void ActivityRecorder::sample() {}
-
-void ActivityRecorder::deleteOldLogs() {}
+void ActivityRecorder::sample() {
+    const QDateTime now = base::Clock::now();
+    if (!Settings::boolValue(QLatin1String(Settings::Key::recordActivity))) {
+        closeCurrent(now);
+        return;
+    }
+    const auto& services = platform::services();
+    const double idle = services.idleTime ? services.idleTime->secondsSinceLastInput() : 0;
+    if (idle > idleLimit) {
+        closeCurrent(now.addMSecs(-static_cast<qint64>(idle * 1000)));
+        return;
+    }
+    // A locked session, another user's session or a blanked screen: nobody is working here.
+    const bool sessionAway = services.sessionEvents && !services.sessionEvents->isSessionActive();
+    if (sessionAway || (services.idleTime && services.idleTime->isScreenSaverOn())) {
+        closeCurrent(now);
+        return;
+    }
+    const auto window = services.activeWindow;
+    if (!window) {
+        return;
+    }
+    // What can't be seen isn't guessed: the time goes to no application rather than the last one.
+    setSeesFront(window->canSeeFront());
+    if (!seesFront) {
+        closeCurrent(now);
+        return;
+    }
+    const auto front = window->frontmost();
+    if (!front) {
+        return;
+    }
+    const auto bundleID = front->identifier.isEmpty() ? std::nullopt : std::optional(front->identifier);
+    if (isAway(bundleID) || (bundleID && isExcluded(*bundleID))) {
+        closeCurrent(now);
+        return;
+    }
+    // Time in this program's own windows goes on the span of the application the user came from.
+    if (front->pid > 0 && front->pid == QCoreApplication::applicationPid()) {
+        if (current) {
+            current->end = now;
+        }
+        return;
+    }
+    const QString name =
+        !front->name.isEmpty() ? front->name : bundleID.value_or(QStringLiteral("Unknown app"));
+    std::optional<QString> title;
+    if (Settings::boolValue(QLatin1String(Settings::Key::recordWindowTitles))) {
+        title = window->focusedWindowTitle();
+    }
+    if (current && current->bundleID == bundleID && current->title == title &&
+        current->start.msecsTo(now) < spanLimit * 1000 && dayOf(current->start) == dayOf(now)) {
+        current->end = now;
+        return;
+    }
+    closeCurrent(now);
+    current = ActivitySpan{now, now, name, bundleID, title};
+}
 
 void ActivityRecorder::setSeesFront(bool sees) {
     if (seesFront != sees) {
@@ -50,11 +184,24 @@ void ActivityRecorder::closeCurrent(const QDateTime& at) {
 }
 
 void ActivityRecorder::append(const ActivitySpan& span) {
-    const QByteArray line = ActivityLog::encode(span) + '\n';
-    QFile file(fileURL(span.start.toLocalTime().date()));
-    if (file.open(QIODevice::WriteOnly | QIODevice::Append,
-                  QFileDevice::ReadOwner | QFileDevice::WriteOwner)) {
-        file.write(line);
+    QFile file(fileURL(dayOf(span.start)));
+    const auto mode = QIODevice::ReadWrite | QIODevice::Append;
+    const auto privateFile = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
+    if (!file.open(mode, privateFile)) {
+        // The folder may have gone while the program ran.
+        if (!base::makePrivateFolder(activityFolder()) || !file.open(mode, privateFile)) {
+            return;
+        }
+    }
+    const qint64 size = file.size();
+    QByteArray line = ActivityLog::encode(span) + '\n';
+    // A line cut short by a crash or a full disk gets its own end, so it costs only itself.
+    if (size > 0 && file.seek(size - 1) && file.read(1) != "\n") {
+        line.prepend('\n');
+    }
+    file.seek(size);
+    if (file.write(line) != line.size() || !file.flush()) {
+        file.resize(size);
     }
 }
 
@@ -65,13 +212,26 @@ QList<ActivitySpan> ActivityRecorder::spans(const QDate& day) const {
         // JSON escapes line breaks inside strings, so a raw one only ever ends a line.
         const QByteArray all = file.readAll().replace('\r', '\n');
         for (const QByteArray& piece : all.split('\n')) {
-            if (auto span = ActivityLog::decode(piece)) {
+            auto span = ActivityLog::decode(piece);
+            if (span && !isAway(span->bundleID)) {
                 out.append(*span);
             }
         }
     }
-    if (current && current->start.toLocalTime().date() == day) {
+    if (current && dayOf(current->start) == day) {
         out.append(*current);
     }
     return out;
+}
+
+void ActivityRecorder::deleteOldLogs() {
+    const QDateTime cutoff = base::Clock::now().toLocalTime().addDays(-keptDays);
+    QDir folder(activityFolder());
+    const QStringList names = folder.entryList({QStringLiteral("*.jsonl")}, QDir::Files);
+    for (const QString& name : names) {
+        const auto day = ActivityLog::dayFromName(name.chopped(6));
+        if (day && day->startOfDay() < cutoff) {
+            folder.remove(name);
+        }
+    }
 }

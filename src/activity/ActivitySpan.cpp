@@ -21,6 +21,10 @@ std::optional<QDateTime> readDate(const QJsonValue& value) {
         return std::nullopt;
     }
     moment = moment.toUTC();
+    // Only years that the line form can write again.
+    if (moment.date().year() < 1 || moment.date().year() > 9999) {
+        return std::nullopt;
+    }
     // Whole seconds, as the log writes them.
     moment.setTime(QTime(moment.time().hour(), moment.time().minute(), moment.time().second()));
     return moment;

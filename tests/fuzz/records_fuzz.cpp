@@ -1,3 +1,4 @@
+#include "activity/ActivitySpan.h"
 #include "base/Json.h"
 #include "character/CharacterDefinition.h"
 #include "workspace/ChatChoice.h"
@@ -40,6 +41,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         check(d->id == root.value(QStringLiteral("id")).toString());
         check(d->animations.size() == root.value(QStringLiteral("animations")).toObject().size());
         check(d->idle.size() == root.value(QStringLiteral("idle")).toArray().size());
+    }
+    // A day-log line that reads gives a span that writes back to a line reading the same.
+    if (const auto span = ActivityLog::decode(text)) {
+        check(span->start.isValid() && span->end.isValid());
+        check(ActivityLog::decode(ActivityLog::encode(*span)) == span);
     }
     return 0;
 }

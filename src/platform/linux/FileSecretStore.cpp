@@ -1,8 +1,8 @@
 #include "platform/linux/FileSecretStore.h"
 
+#include "base/Files.h"
 #include "base/Text.h"
 
-#include <QDir>
 #include <QFile>
 #include <QSaveFile>
 
@@ -34,10 +34,9 @@ std::optional<QString> FileSecretStore::read(const QString& account) const {
 }
 
 bool FileSecretStore::write(const QString& account, const QString& secret) const {
-    if (!QDir().mkpath(folder)) {
+    if (!base::makePrivateFolder(folder)) {
         return false;
     }
-    QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     // The temporary file is created with the process's umask; narrow it before the secret
     // is written into it.
     const mode_t previous = ::umask(077);

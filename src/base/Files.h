@@ -1,0 +1,11 @@
+#pragma once
+
+#include <QString>
+
+namespace base {
+
+// Makes the folder and any missing parent, and leaves the folder readable by the user alone
+// (0700). False when it can't be made.
+bool makePrivateFolder(const QString& path);
+
+} // namespace base
