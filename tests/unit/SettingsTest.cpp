@@ -138,5 +138,7 @@ TEST_F(SettingsTest, LanguageChoiceBeatsWorkspaceWhichBeatsSystem) {
 TEST(AppIdentity, SupportFolderLiesInTheUsersDataFolder) {
     EXPECT_EQ(AppIdentity::supportURL(),
               TestEnvironment::root() + QStringLiteral("/data/Mirk Vantle Agents"));
+    QDir(AppIdentity::supportURL()).removeRecursively();
+    AppIdentity::supportURL();
     EXPECT_FALSE(QDir(AppIdentity::supportURL()).exists()) << "not created by asking";
 }
