@@ -36,7 +36,7 @@ bool startSimulator() {
         return false;
     }
     const QByteArray first = simulator->readLine().trimmed();
-    simURL = QUrl(QStringLiteral("http://") + QString::fromLatin1(first.section(' ', 2)));
+    simURL = QUrl(QStringLiteral("http://") + (QString::fromLatin1(first).section(QLatin1Char(' '), 2)));
     // The model thinks for a second before it answers.
     QNetworkAccessManager manager;
     QNetworkRequest request(simURL.resolved(QUrl(QStringLiteral("/sim/faults"))));

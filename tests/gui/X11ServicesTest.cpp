@@ -9,6 +9,7 @@
 #include "platform/linux/X11Pointer.h"
 #include "platform/linux/X11WindowTraits.h"
 #include "support/SpinUntil.h"
+#include "support/Terminal.h"
 #include "support/TestEnvironment.h"
 
 #include <QAbstractNativeEventFilter>
@@ -92,37 +93,6 @@ public:
 bool runs(const QString& program, const QStringList& arguments) {
     return QProcess::execute(program, arguments) == 0;
 }
-
-// Another program's window: a terminal with the given options, closed with the object.
-class Terminal {
-public:
-    explicit Terminal(const QStringList& options) {
-        process.start(QStringLiteral("xterm"), options + QStringList{"-e", "sleep", "600"});
-        if (!process.waitForStarted()) {
-            return;
-        }
-        QProcess search;
-        search.start(QStringLiteral("xdotool"),
-                     {"search", "--sync", "--onlyvisible", "--pid", QString::number(pid())});
-        if (search.waitForFinished(10000)) {
-            window = search.readAllStandardOutput().split('\n').value(0).toUInt();
-        } else {
-            search.kill();
-            search.waitForFinished();
-        }
-    }
-    ~Terminal() {
-        process.kill();
-        process.waitForFinished();
-    }
-    qint64 pid() const { return process.processId(); }
-    bool activate() const { return runs("xdotool", {"windowactivate", "--sync", QString::number(window)}); }
-
-    xcb_window_t window = XCB_WINDOW_NONE;
-
-private:
-    QProcess process;
-};
 
 void setProperty(xcb_connection_t* c, xcb_window_t window, const char* property, const char* type,
                  const QByteArray& bytes) {
