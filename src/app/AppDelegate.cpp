@@ -7,6 +7,7 @@
 #include "app/Language.h"
 #include "app/Settings.h"
 #include "base/Clock.h"
+#include "base/Files.h"
 #include "base/Text.h"
 #include "character/CharacterSheet.h"
 #include "character/CharacterView.h"
@@ -21,7 +22,6 @@
 
 #include <QApplication>
 #include <QCoreApplication>
-#include <QDir>
 
 #include <cstdio>
 #include <unistd.h>
@@ -102,7 +102,7 @@ void AppDelegate::generateReport(const QDate& day) {
 
 void AppDelegate::openReportsFolder() {
     const QString folder = AppIdentity::supportURL() + QLatin1String("/Reports");
-    QDir().mkpath(folder);
+    base::makePrivateFolder(folder);
     if (auto desktop = platform::services().desktop) {
         desktop->open(QUrl::fromLocalFile(folder));
     }
