@@ -1,11 +1,13 @@
 #include "app/AppDelegate.h"
 
+#include "activity/ActivityRecorder.h"
 #include "app/AppEvents.h"
 #include "app/AppIdentity.h"
 #include "app/HotKey.h"
 #include "app/Language.h"
 #include "app/Settings.h"
 #include "base/Clock.h"
+#include "base/Files.h"
 #include "base/Text.h"
 #include "character/CharacterSheet.h"
 #include "character/CharacterView.h"
@@ -20,7 +22,6 @@
 
 #include <QApplication>
 #include <QCoreApplication>
-#include <QDir>
 
 #include <cstdio>
 #include <unistd.h>
@@ -45,6 +46,8 @@ void AppDelegate::applicationDidFinishLaunching() {
     startVantleEvents();
     Language::refreshWorkspaceLanguage();
     observeLanguage();
+    startRecording();
+    startReports();
     QPointer<AppDelegate> self(this);
     // Links that came early run once everything above stands, in the order they arrived.
     startUpFinish = base::Scheduler::current().after(0, [self] {
@@ -93,9 +96,13 @@ QString AppDelegate::settingsTitle() const {
                       QStringLiteral("Mirk Vantle Agents seaded"));
 }
 
+void AppDelegate::generateReport(const QDate& day) {
+    reports.generate(day, false);
+}
+
 void AppDelegate::openReportsFolder() {
     const QString folder = AppIdentity::supportURL() + QLatin1String("/Reports");
-    QDir().mkpath(folder);
+    base::makePrivateFolder(folder);
     if (auto desktop = platform::services().desktop) {
         desktop->open(QUrl::fromLocalFile(folder));
     }
@@ -140,6 +147,18 @@ void AppDelegate::setUpStage() {
             weakStage->areFilesOver = false;
         }
         weakStage->updateDropZone();
+    };
+
+    QPointer<AppDelegate> self(this);
+    stage->onGenerateReport = [self](const QDate& day) {
+        if (self) {
+            self->generateReport(day);
+        }
+    };
+    stage->onOpenReportsFolder = [self] {
+        if (self) {
+            self->openReportsFolder();
+        }
     };
 
     const QString frameName = QStringLiteral("CharacterWindow");
@@ -210,6 +229,39 @@ void AppDelegate::startVantleEvents() {
         connect(session.get(), &platform::SessionEvents::didWake, this,
                 [] { VantleEvents::shared().restart(); });
     }
+}
+
+void AppDelegate::startRecording() {
+    // Both roads out close the open span through AppEvents::activityEnds, which the recorder hears.
+    ActivityRecorder::shared().start();
+}
+
+void AppDelegate::startReports() {
+    QPointer<AppDelegate> self(this);
+    // A report that starts by itself starts silently.
+    reports.onStart = [self](const QDate& day, bool automatic) {
+        if (self && self->stage && !automatic) {
+            self->stage->showReportProgress(day);
+        }
+    };
+    reports.onFinish = [self](const QDate& day, const DailyReport::ReportResult& result, bool automatic) {
+        if (!self) {
+            return;
+        }
+        // The tick tries a failed report again every half hour; the user hears of it once a day.
+        if (automatic && !result) {
+            const QDateTime now = base::Clock::now();
+            const auto& last = self->lastAnnouncedReportFailure;
+            if (last && last->toLocalTime().date() == now.toLocalTime().date()) {
+                return;
+            }
+            self->lastAnnouncedReportFailure = now;
+        }
+        if (self->stage) {
+            self->stage->showReport(result, day);
+        }
+    };
+    reports.start();
 }
 
 void AppDelegate::observeLanguage() {

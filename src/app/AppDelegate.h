@@ -1,5 +1,6 @@
 #pragma once
 
+#include "activity/DailyReportScheduler.h"
 #include "base/Scheduler.h"
 
 #include <QDateTime>
@@ -38,6 +39,8 @@ public:
     void open(const QList<QUrl>& urls);
 
     QString settingsTitle() const;
+    // A report the user asked for; nothing while another one is being written.
+    void generateReport(const QDate& day);
     void openReportsFolder();
     // The workspace's dashboard in the browser; nothing without a workspace address.
     void openVantle();
@@ -47,6 +50,8 @@ public:
     StatusMenu* statusMenu = nullptr;
     QPointer<QWidget> settingsWindow;
     std::vector<HotKey*> shortcuts;
+    DailyReportScheduler reports;
+    // When the failure of an automatic report was last shown; one a day is enough.
     std::optional<QDateTime> lastAnnouncedReportFailure;
     bool announcedKeyEnded = false;
     // None once start-up has finished; from then on links run at once.
@@ -59,6 +64,8 @@ private:
     void setUpStage();
     void setUpShortcuts();
     void startVantleEvents();
+    void startRecording();
+    void startReports();
     // What both roads out do first.
     static void closeActivitySpan();
     void observeLanguage();

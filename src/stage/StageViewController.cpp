@@ -345,6 +345,10 @@ void StageViewController::showContextMenu(QPoint at) {
                             self->openChat(true);
                         }
                     });
+    if (const auto reports = reportActions(agent, menu); !reports.isEmpty()) {
+        menu->addSeparator();
+        menu->addActions(reports);
+    }
     menu->addSeparator();
     auto* agents = CharactersMenu::make(
         player().sheet()->definition.id,

@@ -29,6 +29,7 @@
 class CharacterPlayer;
 class CharacterSheet;
 class CharacterWindow;
+class QAction;
 struct VantleApproval;
 
 // The controller of the one figure on the desktop: the content of the CharacterWindow, whose
@@ -149,6 +150,16 @@ private:
     QPointer<CharacterView> characterView;
     std::unique_ptr<CharacterPlayer> characterPlayer;
     std::list<base::Timer> safetyTimers;
+
+    // --- Agent action menus (time/StageAgentActions.cpp) ---
+public:
+    // The report items of the context menu: they go with Pelka when she is around, and with
+    // whoever stands there when she isn't. Owned by parent.
+    QList<QAction*> reportActions(VantleAgent agent, QObject* parent);
+
+    // How the menus reach the program's reports.
+    std::function<void(const QDate& day)> onGenerateReport;
+    std::function<void()> onOpenReportsFolder;
 
     // --- Notifications and approvals (notifications/StageNotifications.cpp, StageApprovals.cpp) ---
 public:

@@ -1,5 +1,6 @@
 #include "app/AppDelegate.h"
 #include "app/AppEvents.h"
+#include "app/AppIdentity.h"
 #include "app/HotKey.h"
 #include "app/Settings.h"
 #include "base/Clock.h"
@@ -8,16 +9,21 @@
 #include "character/CharacterView.h"
 #include "character/CharacterWindow.h"
 #include "platform/fake/FakeServices.h"
+#include "stage/BalloonView.h"
+#include "stage/MessageText.h"
 #include "stage/StageViewController.h"
 #include "support/CharacterFixture.h"
+#include "support/ReportFixture.h"
 #include "support/SpinUntil.h"
 #include "support/TestEnvironment.h"
 #include "workspace/VantleEvents.h"
 
 #include <QApplication>
+#include <QFileInfo>
 #include <QJsonObject>
 #include <QMenu>
 #include <QScreen>
+#include <QTest>
 #include <QTimer>
 
 #include <gtest/gtest.h>
@@ -54,9 +60,33 @@ protected:
         scheduler.advance(0);
     }
 
+    // Reports are written by the stand-in from here on.
+    void writeReportsByHand() {
+        app->reports.write = [this](QDate day) { return writer.write(day); };
+    }
+    BalloonView& balloon() { return app->stage->balloonPanel->balloon(); }
+    // The titles of the figure's context menu; with a title, also picks that item.
+    QStringList contextMenu(const QString& pick = {}) {
+        app->stage->showContextMenu({400, 400});
+        spinUntil([] { return QApplication::activePopupWidget() != nullptr; });
+        auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+        QStringList titles;
+        for (auto* item : menu ? menu->actions() : QList<QAction*>{}) {
+            titles << item->text();
+            if (!pick.isEmpty() && item->text() == pick) {
+                item->trigger();
+            }
+        }
+        if (menu) {
+            menu->close();
+        }
+        return titles;
+    }
+
     platform::fake::FakeServices services;
     base::VirtualScheduler scheduler;
     CharacterFixture fixture;
+    ReportFixture writer;
     std::unique_ptr<AppDelegate> app;
 };
 
@@ -173,4 +203,73 @@ TEST_F(AppDelegateStageTest, TheQuitItemEndsTheLoopThroughApplicationWillTermina
     patience.start(10000);
     EXPECT_EQ(QCoreApplication::exec(), 0);
     EXPECT_EQ(ends, QList<QDateTime>{base::Clock::now()}) << "the open activity span closes as the loop ends";
+}
+
+TEST_F(AppDelegateStageTest, AnAutomaticReportFailureShowsOnceADayAndTheUsersFailuresAlways) {
+    ReportFixture::addActivity(QDate(2026, 3, 1), 3600);
+    ReportFixture::addActivity(QDate(2026, 3, 2), 3600);
+    launch();
+    writeReportsByHand();
+    // Reports that ended with a balloon of their own.
+    int shown = 0;
+    const auto showing = app->reports.onFinish;
+    app->reports.onFinish = [&, showing](const QDate& day, const DailyReport::ReportResult& result,
+                                         bool automatic) {
+        app->stage->closeChat();
+        showing(day, result, automatic);
+        shown += app->stage->balloonPanel ? 1 : 0;
+    };
+    scheduler.advance(15);
+    ASSERT_TRUE(writer.isWriting());
+    EXPECT_FALSE(app->stage->balloonPanel) << "a report of its own accord starts silently";
+    writer.finish(false);
+    ASSERT_EQ(shown, 1);
+    EXPECT_EQ(balloon().messageLabel()->message(), "No recent usage data.");
+
+    app->generateReport(QDate(2026, 3, 2));
+    writer.finish(false);
+    EXPECT_EQ(shown, 2) << "the user's failure shows on a day whose failure was shown already";
+
+    // The ticks try again every half hour for the rest of the day, and speak up the next.
+    for (int minute = 0; minute < 16 * 60; ++minute) {
+        scheduler.advance(60);
+        if (writer.isWriting()) {
+            writer.finish(false);
+        }
+    }
+    EXPECT_EQ(writer.asked.count(QDate(2026, 3, 1)), 30);
+    EXPECT_EQ(writer.asked.last(), QDate(2026, 3, 2));
+    EXPECT_EQ(shown, 3);
+}
+
+TEST_F(AppDelegateStageTest, TheUsersReportComesFromALinkOrTheMenuShowsProgressAndOpensFromItsBalloon) {
+    launch();
+    writeReportsByHand();
+    scheduler.advance(1);
+    const QDate today(2026, 3, 2);
+    const QString reportsFolder = AppIdentity::supportURL() + "/Reports";
+
+    app->open({QUrl("mirkvantle://report")});
+    ASSERT_EQ(writer.asked, QList<QDate>{today});
+    ASSERT_TRUE(app->stage->balloonPanel);
+    EXPECT_EQ(balloon().messageLabel()->message(), "Writing today's report on this computer…");
+    writer.finish(true);
+    EXPECT_EQ(balloon().messageLabel()->message(), ReportFixture::headline);
+    EXPECT_EQ(balloon().hintLabel()->text(), "Click to open today's report ›");
+    QTest::mouseClick(balloon().hintLabel(), Qt::LeftButton, {}, QPoint(4, 4));
+    EXPECT_EQ(services.desktop->opened, QList<QUrl>{QUrl::fromLocalFile(DailyReport::reportURL(today))});
+
+    // The report items go with Pelka while she is installed, and with anyone when she isn't.
+    EXPECT_FALSE(contextMenu().contains("Today's Report"));
+    CharacterFixture withoutPelka;
+    for (const char* id : {"dorn", "lirra", "morvo"}) {
+        withoutPelka.add(id, CharacterFixture::definition(id, 4, 3, 40));
+    }
+    withoutPelka.activate();
+    EXPECT_TRUE(contextMenu("Open Reports Folder").contains("Today's Report"));
+    EXPECT_EQ(services.desktop->opened.last(), QUrl::fromLocalFile(reportsFolder));
+    EXPECT_TRUE(QFileInfo(reportsFolder).isDir());
+    contextMenu("Today's Report");
+    EXPECT_EQ(writer.asked, (QList<QDate>{today, today}));
+    EXPECT_EQ(balloon().messageLabel()->message(), "Writing today's report on this computer…");
 }

@@ -1,19 +1,23 @@
 // The real program on a real X server, driven from outside as a person would: xdotool for the
 // pointer and keyboard, a screenshot for what shows. Needs the session that scripts/test starts.
 
+#include "activity/ActivitySpan.h"
 #include "platform/linux/X11.h"
 #include "support/CharacterFixture.h"
 #include "support/SimProcess.h"
 #include "support/SpinUntil.h"
+#include "support/Terminal.h"
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QGuiApplication>
 #include <QImage>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QMouseEvent>
 #include <QProcess>
+#include <QRandomGenerator>
 #include <QScreen>
 #include <QSettings>
 #include <QStandardPaths>
@@ -458,4 +462,65 @@ TEST_F(ProgramOnScreen, AnApprovalPushedByTheWorkspaceIsApprovedWithOneClick) {
     ASSERT_EQ(approvals.size(), 1);
     EXPECT_EQ(approvals.at(0).toObject().value("status").toString(), QStringLiteral("approved"));
     EXPECT_TRUE(program.terminate());
+}
+
+// The program records the terminals that take turns in front; killed at a random moment, it
+// loses at most the open span, and the log reads back whole. The quit signal keeps that span.
+TEST_F(ProgramOnScreen, TheDayLogReadsBackWholeAfterTheProgramIsKilledWhileItRecords) {
+    ASSERT_FALSE(QStandardPaths::findExecutable("xterm").isEmpty()) << "scripts/setup installs xterm";
+    Terminal alpha({"-class", "Alphaterm", "-title", "Alpha notes"});
+    Terminal beta({"-class", "Betaterm", "-title", "Beta sums"});
+    ASSERT_TRUE(alpha.window && beta.window);
+    ASSERT_TRUE(beta.activate());
+
+    const QString folder = home.path() + "/data/Mirk Vantle Agents/Activity";
+    // Every span in the logs that began at `since` or later; each line must read.
+    const auto spansSince = [&](qint64 since) {
+        QList<ActivitySpan> spans;
+        for (const QString& name : QDir(folder).entryList({"*.jsonl"}, QDir::Files, QDir::Name)) {
+            QFile file(folder + "/" + name);
+            EXPECT_TRUE(file.open(QIODevice::ReadOnly));
+            const QByteArray bytes = file.readAll();
+            EXPECT_TRUE(bytes.endsWith('\n')) << "no line is left half written";
+            for (const QByteArray& line : bytes.split('\n')) {
+                const auto span = ActivityLog::decode(line);
+                EXPECT_TRUE(span || line.isEmpty()) << line.constData();
+                if (span && span->start.toSecsSinceEpoch() >= since) {
+                    spans << *span;
+                }
+            }
+        }
+        return spans;
+    };
+
+    for (int round = 0; round < 3; ++round) {
+        const bool killed = round < 2;
+        const int wait = static_cast<int>(QRandomGenerator::global()->bounded(1500));
+        SCOPED_TRACE(
+            QString("round %1, ended %2 ms after the last switch").arg(round).arg(wait).toStdString());
+        Program program(home.path());
+        ASSERT_FALSE(program.window("Dorn").isEmpty());
+        spinFor(1100);
+        const qint64 firstSwitch = QDateTime::currentSecsSinceEpoch();
+        for (const Terminal* front : {&alpha, &beta, &alpha, &beta}) {
+            ASSERT_TRUE(front->activate());
+            spinFor(1100);
+        }
+        spinFor(wait);
+        if (killed) {
+            ::kill(static_cast<pid_t>(program.process.processId()), SIGKILL);
+            ASSERT_TRUE(program.process.waitForFinished(10000));
+        } else {
+            ASSERT_TRUE(program.terminate());
+        }
+        // Each switch closed a span; a kill loses the one still open, the quit signal writes it.
+        const auto spans = spansSince(firstSwitch);
+        ASSERT_EQ(spans.size(), killed ? 3 : 4);
+        for (qsizetype i = 0; i < spans.size(); ++i) {
+            EXPECT_EQ(spans.at(i).bundleID, i % 2 == 0 ? "Alphaterm" : "Betaterm");
+            EXPECT_GE(spans.at(i).start.secsTo(spans.at(i).end), 1);
+            EXPECT_FALSE(spans.at(i).title) << "titles are off by default";
+        }
+    }
+    EXPECT_EQ(QFileInfo(folder).permissions() & (QFile::ReadOther | QFile::ReadGroup), 0);
 }

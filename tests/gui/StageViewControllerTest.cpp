@@ -285,7 +285,9 @@ TEST_F(StageTest, TheContextMenuOpensOnlyWithACharacterChoosesAgentsAndHidesTheF
 
     menu = open();
     ASSERT_TRUE(menu);
-    agents = menu->actions().at(3)->menu();
+    EXPECT_EQ(items(menu), "Chat with Pelka…|New Conversation|-|Today's Report|Open Reports Folder|-|Choose "
+                           "Agent|Hide|-|Quit Mirk Vantle Agents");
+    agents = menu->actions().at(6)->menu();
     EXPECT_EQ(items(agents), "Dorn|Lirra|Morvo|Pelka*|-|Next Agent");
     EXPECT_EQ(choose(menu, agents->actions().last()), "dorn") << "the next after the last is the first";
 

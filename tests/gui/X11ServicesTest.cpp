@@ -1,15 +1,24 @@
+#include "app/Settings.h"
+#include "base/Clock.h"
 #include "capture/Capture.h"
 #include "platform/linux/X11.h"
+#include "platform/linux/X11ActiveWindow.h"
 #include "platform/linux/X11DragBoard.h"
 #include "platform/linux/X11HotKeys.h"
+#include "platform/linux/X11IdleTime.h"
 #include "platform/linux/X11Pointer.h"
 #include "platform/linux/X11WindowTraits.h"
 #include "support/SpinUntil.h"
+#include "support/Terminal.h"
+#include "support/TestEnvironment.h"
 
 #include <QAbstractNativeEventFilter>
 #include <QCoreApplication>
 #include <QCursor>
+#include <QDir>
+#include <QFile>
 #include <QProcess>
+#include <QScopeGuard>
 #include <QWidget>
 #include <QWindow>
 
@@ -32,6 +41,18 @@ public:
         const xcb_window_t window = xcb_generate_id(connection);
         xcb_create_window(connection, XCB_COPY_FROM_PARENT, window, x11::rootWindow(connection), 0, 0, 1, 1,
                           0, XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
+        return window;
+    }
+
+    // A dialog that names no class or pid of its own, only the window it belongs to.
+    xcb_window_t showDialog(xcb_window_t owner) {
+        const xcb_window_t window = xcb_generate_id(connection);
+        xcb_create_window(connection, XCB_COPY_FROM_PARENT, window, x11::rootWindow(connection), 0, 0, 200,
+                          100, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
+        xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_TRANSIENT_FOR,
+                            XCB_ATOM_WINDOW, 32, 1, &owner);
+        xcb_map_window(connection, window);
+        xcb_flush(connection);
         return window;
     }
 
@@ -72,6 +93,43 @@ public:
 bool runs(const QString& program, const QStringList& arguments) {
     return QProcess::execute(program, arguments) == 0;
 }
+
+void setProperty(xcb_connection_t* c, xcb_window_t window, const char* property, const char* type,
+                 const QByteArray& bytes) {
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, window, x11::atom(c, property), x11::atom(c, type), 8,
+                        static_cast<std::uint32_t>(bytes.size()), bytes.constData());
+    xcb_flush(c);
+}
+
+// What the window manager does when another window gets the focus, or none of X's.
+void setActiveWindow(xcb_connection_t* c, xcb_window_t window) {
+    xcb_change_property(c, XCB_PROP_MODE_REPLACE, x11::rootWindow(c), x11::atom(c, "_NET_ACTIVE_WINDOW"),
+                        XCB_ATOM_WINDOW, 32, 1, &window);
+    xcb_flush(c);
+}
+
+void writeDesktopEntry(const QString& path, const QByteArray& keys) {
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("[Desktop Entry]\nType=Application\nExec=true\n" + keys +
+               "\n[Desktop Action New]\nName=New\n");
+}
+
+// An environment variable set or removed for one test.
+class ScopedVariable {
+public:
+    ScopedVariable(const char* name, const std::optional<QString>& value)
+        : name(name), before(qEnvironmentVariable(name)), existed(qEnvironmentVariableIsSet(name)) {
+        value ? qputenv(name, value->toUtf8()) : qunsetenv(name);
+    }
+    ~ScopedVariable() { existed ? qputenv(name, before.toUtf8()) : qunsetenv(name); }
+
+private:
+    const char* name;
+    QString before;
+    bool existed;
+};
 
 class X11Test : public ::testing::Test {
 protected:
@@ -333,4 +391,113 @@ TEST_F(X11Test, ClickThroughEmptiesTheInputShapeAndTheTaskbarIsToldToSkipTheWind
         const auto now = states();
         return now.contains("_NET_WM_STATE_SKIP_TASKBAR") && now.contains("_NET_WM_STATE_SKIP_PAGER");
     }));
+}
+
+TEST_F(X11Test, EachSwitchIsToldAndTheWindowInFrontNamesItsApplicationPidAndTitle) {
+    TestEnvironment::freshSettings();
+    // Only the entries written here, and an X session of its own, whatever the machine has.
+    const ScopedVariable systemData("XDG_DATA_DIRS", TestEnvironment::root() + "/system-data");
+    const ScopedVariable wayland("WAYLAND_DISPLAY", std::nullopt);
+    const ScopedVariable session("XDG_SESSION_TYPE", std::nullopt);
+    const auto restoreClock = qScopeGuard([] { base::Clock::setSource({}); });
+    const QString applications = TestEnvironment::root() + "/data/applications";
+    QDir(applications).removeRecursively();
+    writeDesktopEntry(applications + "/alpha-notes.desktop",
+                      "Name=Alpha Notes\nName[et]=Alfa m\xc3\xa4rkmik\nStartupWMClass=alphaterm");
+
+    Terminal alpha({"-class", "Alphaterm", "-title", "Alpha notes"});
+    Terminal beta({"-class", "Betaterm", "-name", "Vendor-Beta", "-title", "Beta log"});
+    ASSERT_NE(alpha.window, XCB_WINDOW_NONE);
+    ASSERT_NE(beta.window, XCB_WINDOW_NONE);
+    ASSERT_TRUE(beta.activate());
+    X11ActiveWindow active(connection);
+    int activations = 0;
+    active.onActivate = [&] { ++activations; };
+
+    ASSERT_TRUE(alpha.activate());
+    EXPECT_TRUE(spinUntil([&] { return activations == 1; }));
+    EXPECT_EQ(active.frontmost(), (FrontApplication{"Alphaterm", "Alpha Notes", alpha.pid()}));
+    EXPECT_EQ(active.focusedWindowTitle(), QString("Alpha notes"));
+    Settings::setValue(Settings::Key::language, "et");
+    EXPECT_EQ(active.frontmost()->name, QString::fromUtf8("Alfa m\xc3\xa4rkmik"));
+    ASSERT_TRUE(beta.activate());
+    EXPECT_TRUE(spinUntil([&] { return activations == 2; }));
+    EXPECT_EQ(active.frontmost(), (FrontApplication{"Betaterm", "Betaterm", beta.pid()})) << "no entry";
+    EXPECT_EQ(active.focusedWindowTitle(), QString("Beta log"));
+
+    // The window manager naming the same window again is no switch.
+    setActiveWindow(connection, beta.window);
+    spinFor(200);
+    EXPECT_EQ(activations, 2);
+
+    // An entry installed while the program runs is found at the next look a few minutes on;
+    // its id is its path below the folder, and matches the instance.
+    writeDesktopEntry(applications + "/vendor/beta.desktop", "Name=Beta Console");
+    EXPECT_EQ(active.frontmost()->name, QString("Betaterm")) << "the folders were read a moment ago";
+    const QDateTime later = QDateTime::currentDateTimeUtc().addSecs(5 * 60 + 1);
+    base::Clock::setSource([later] { return later; });
+    EXPECT_EQ(active.frontmost()->name, QString("Beta Console"));
+
+    // The UTF-8 title wins over the old one, trimmed and cut, never inside a surrogate pair.
+    setProperty(connection, beta.window, "_NET_WM_NAME", "UTF8_STRING",
+                " \n M\xc3\xa4rkmed \xe2\x80\x94 \xc3\xbcle \xf0\x9f\x98\x80\t\n");
+    EXPECT_EQ(active.focusedWindowTitle(),
+              QString::fromUtf8("M\xc3\xa4rkmed \xe2\x80\x94 \xc3\xbcle \xf0\x9f\x98\x80"));
+    setProperty(connection, beta.window, "_NET_WM_NAME", "UTF8_STRING", "  " + QByteArray(300, 'y'));
+    EXPECT_EQ(active.focusedWindowTitle(), QString(200, 'y'));
+    setProperty(connection, beta.window, "_NET_WM_NAME", "UTF8_STRING",
+                QByteArray(199, 'x') + "\xf0\x9f\x98\x80" + "tail");
+    EXPECT_EQ(active.focusedWindowTitle(), QString(199, 'x'));
+    xcb_delete_property(connection, beta.window, x11::atom(connection, "_NET_WM_NAME"));
+    setProperty(connection, beta.window, "WM_NAME", "STRING", "Caf\xe9");
+    EXPECT_EQ(active.focusedWindowTitle(), QString::fromUtf8("Caf\xc3\xa9"));
+    setProperty(connection, beta.window, "WM_NAME", "STRING", " \n ");
+    EXPECT_EQ(active.focusedWindowTitle(), std::nullopt);
+
+    // A dialog without a class is its owner's; it does not say its pid.
+    OtherClient other;
+    ASSERT_TRUE(other.ok());
+    const xcb_window_t dialog = other.showDialog(alpha.window);
+    ASSERT_TRUE(spinUntil([&] {
+        return runs("xdotool", {"windowactivate", "--sync", QString::number(dialog)});
+    }));
+    EXPECT_TRUE(spinUntil([&] { return activations == 3; }));
+    EXPECT_EQ(active.frontmost(),
+              (FrontApplication{"Alphaterm", QString::fromUtf8("Alfa m\xc3\xa4rkmik"), 0}));
+
+    // No X window in front: nothing to name, and on a Wayland session nothing can be seen.
+    const ScopedVariable onWayland("WAYLAND_DISPLAY", "wayland-0");
+    X11ActiveWindow underWayland(connection);
+    EXPECT_TRUE(underWayland.canSeeFront());
+    setActiveWindow(connection, XCB_WINDOW_NONE);
+    EXPECT_EQ(active.frontmost(), std::nullopt);
+    EXPECT_EQ(active.focusedWindowTitle(), std::nullopt);
+    EXPECT_TRUE(active.canSeeFront()) << "the bare desktop of an X session";
+    EXPECT_FALSE(underWayland.canSeeFront());
+    spinFor(200);
+    EXPECT_EQ(activations, 3);
+    setActiveWindow(connection, beta.window);
+    EXPECT_TRUE(spinUntil([&] { return activations == 4; })) << "back from no window";
+}
+
+TEST_F(X11Test, IdleTimeCountsFromTheLastInputAndTheScreenSaverIsSeen) {
+    X11IdleTime idle(connection);
+    ASSERT_TRUE(runs("xdotool", {"mousemove", "20", "30"}));
+    ASSERT_TRUE(runs("xdotool", {"mousemove", "40", "50"}));
+    const double moved = idle.secondsSinceLastInput();
+    spinFor(1500);
+    const double resting = idle.secondsSinceLastInput();
+    EXPECT_GT(resting, moved);
+    ASSERT_TRUE(runs("xdotool", {"mousemove", "60", "70"}));
+    EXPECT_LT(idle.secondsSinceLastInput(), resting);
+
+    EXPECT_FALSE(idle.isScreenSaverOn());
+    OtherClient other;
+    ASSERT_TRUE(other.ok());
+    xcb_force_screen_saver(other.connection, XCB_SCREEN_SAVER_ACTIVE);
+    xcb_flush(other.connection);
+    EXPECT_TRUE(spinUntil([&] { return idle.isScreenSaverOn(); }));
+    xcb_force_screen_saver(other.connection, XCB_SCREEN_SAVER_RESET);
+    xcb_flush(other.connection);
+    EXPECT_TRUE(spinUntil([&] { return !idle.isScreenSaverOn(); }));
 }
