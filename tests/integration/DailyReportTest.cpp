@@ -1,9 +1,8 @@
 #include "activity/DailyReport.h"
-#include "activity/ActivityRecorder.h"
 #include "activity/Digest.h"
 #include "app/AppIdentity.h"
 #include "app/Settings.h"
-#include "support/DayLog.h"
+#include "support/ReportFixture.h"
 #include "support/WorkspaceFixture.h"
 
 #include <QDir>
@@ -22,7 +21,9 @@ const QString englishSystem = QStringLiteral(
     "You write concise daily timelog reports for the user, from app-usage data recorded on their "
     "computer. The durations are already calculated: use them as given and don't invent activities.");
 
-class DailyReportTest : public WorkspaceFixture {
+// The report fixture begins and ends with no logs or reports on disk, for other tests share the
+// folder, and lends its made-up days.
+class DailyReportTest : public WorkspaceFixture, protected ReportFixture {
 protected:
     void SetUp() override {
         WorkspaceFixture::SetUp();
@@ -30,23 +31,12 @@ protected:
             return;
         }
         Settings::setValue(QLatin1String(Settings::Key::ollamaURL), sim->rootUrl().toString());
-        clear();
-        DayLog::write(day, spans());
-    }
-    // Other tests share the support folder.
-    void TearDown() override {
-        clear();
-        WorkspaceFixture::TearDown();
-    }
-    void clear() const {
-        QDir(reports()).removeRecursively();
-        QFile::remove(reports());
-        QFile::remove(ActivityRecorder::fileURL(day));
+        writeLog(day, spans());
     }
 
     // The morning of the shared fixture, and a visit of five seconds.
     QList<ActivitySpan> spans() const {
-        return DayLog::morning(day) << DayLog::span(day, QTime(10, 30), 5, QStringLiteral("Calculator"));
+        return morning(day) << span(day, QTime(10, 30), 5, QStringLiteral("Calculator"));
     }
     static QString reports() { return AppIdentity::supportURL() + QStringLiteral("/Reports"); }
     // As bytes, so that a failure shows the text.
@@ -130,7 +120,7 @@ TEST_F(DailyReportTest, TheModelWritesTheProseAndTheDigestTheFigures) {
     for (ActivitySpan& span : untitled) {
         span.title.reset();
     }
-    DayLog::write(day, untitled);
+    writeLog(day, untitled);
     Settings::setValue(QLatin1String(Settings::Key::language), QStringLiteral("et"));
     Settings::setValue(QLatin1String(Settings::Key::ollamaModel), QStringLiteral("qwen2.5:7b"));
     reply(QStringLiteral("Rahulik hommik."));
@@ -165,8 +155,7 @@ TEST_F(DailyReportTest, NothingToReportOrAFailingModelKeepsTheOlderReport) {
         older.write("older report\n");
     }
 
-    DayLog::write(day,
-                  {DayLog::span(day, QTime(9, 0), 15, "Editor"), DayLog::span(day, QTime(9, 1), 15, "Mail")});
+    writeLog(day, {span(day, QTime(9, 0), 15, "Editor"), span(day, QTime(9, 1), 15, "Mail")});
     auto result = await(DailyReport::generate(day));
     ASSERT_FALSE(result);
     EXPECT_EQ(result.error().kind, ReportError::Kind::noActivity);
@@ -174,7 +163,7 @@ TEST_F(DailyReportTest, NothingToReportOrAFailingModelKeepsTheOlderReport) {
     EXPECT_TRUE(sim->requests().isEmpty()) << "the model is not even asked";
 
     // The report's own model setting goes before the general one, and the server lacks it.
-    DayLog::write(day, spans());
+    writeLog(day, spans());
     Settings::setValue(QLatin1String(Settings::Key::ollamaModel), QStringLiteral("qwen2.5:7b"));
     Settings::setValue(QLatin1String(Settings::Key::reportModel), QStringLiteral("mistral"));
     result = await(DailyReport::generate(day));

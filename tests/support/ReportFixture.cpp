@@ -14,6 +14,8 @@ void removeLogsAndReports() {
     for (const char* folder : {"/Activity", "/Reports"}) {
         QDir(AppIdentity::supportURL() + QLatin1String(folder)).removeRecursively();
     }
+    // A file standing where the reports folder belongs, as a test of a failing write leaves it.
+    QFile::remove(AppIdentity::supportURL() + QStringLiteral("/Reports"));
     // The support folder goes too when nothing else is in it: the program makes it on demand.
     QDir().rmdir(AppIdentity::supportURL());
 }
@@ -48,10 +50,36 @@ ReportFixture::~ReportFixture() {
 }
 
 void ReportFixture::addActivity(const QDate& day, int seconds) {
-    const QDateTime start(day, QTime(8, 0));
-    const ActivitySpan span{start, start.addSecs(seconds), QStringLiteral("Editor"), std::nullopt,
-                            std::nullopt};
-    append(ActivityRecorder::fileURL(day), ActivityLog::encode(span) + '\n');
+    append(ActivityRecorder::fileURL(day),
+           ActivityLog::encode(span(day, QTime(8, 0), seconds, "Editor")) + '\n');
+}
+
+ActivitySpan ReportFixture::span(const QDate& day, const QTime& start, double seconds, const QString& app,
+                                 std::optional<QString> title, std::optional<QString> bundleID) {
+    const QDateTime from(day, start);
+    return ActivitySpan{from, from.addMSecs(qRound64(seconds * 1000)), app, std::move(bundleID),
+                        std::move(title)};
+}
+
+QList<ActivitySpan> ReportFixture::morning(const QDate& day) {
+    const QString editor = QStringLiteral("Editor");
+    const QString file = QStringLiteral("main.cpp — mirk/src");
+    return {
+        span(day, QTime(9, 2), 1800, editor, file, QStringLiteral("org.editor")),
+        span(day, QTime(9, 32), 600, QStringLiteral("Browser"), std::nullopt, QStringLiteral("org.browser")),
+        span(day, QTime(9, 42), 2400, editor, file, QStringLiteral("org.editor")),
+        span(day, QTime(10, 22), 45, QStringLiteral("Chat")),
+        span(day, QTime(10, 23), 300, QStringLiteral("Browser"), std::nullopt, QStringLiteral("org.browser")),
+        span(day, QTime(10, 28), 100, editor, QStringLiteral("notes"), QStringLiteral("org.editor"))};
+}
+
+void ReportFixture::writeLog(const QDate& day, const QList<ActivitySpan>& spans) {
+    QFile::remove(ActivityRecorder::fileURL(day));
+    QByteArray lines;
+    for (const ActivitySpan& one : spans) {
+        lines += ActivityLog::encode(one) + '\n';
+    }
+    append(ActivityRecorder::fileURL(day), lines);
 }
 
 QCoro::Task<DailyReport::ReportResult> ReportFixture::write(QDate day) {

@@ -1,12 +1,15 @@
 #pragma once
 
+#include "activity/ActivitySpan.h"
 #include "activity/DailyReport.h"
 
 #include <QCoro/QCoroTask>
 #include <QDate>
 #include <QList>
+#include <QTime>
 
 #include <coroutine>
+#include <optional>
 
 // Day logs and reports in the test home, and a stand-in for the writing of a report that takes
 // as long as the test wants. Begins and ends with neither logs nor reports on disk.
@@ -19,6 +22,15 @@ public:
 
     // Adds so many seconds of work to the day's log.
     static void addActivity(const QDate& day, int seconds);
+    // A span of a made-up day, from a local time.
+    static ActivitySpan span(const QDate& day, const QTime& start, double seconds, const QString& app,
+                             std::optional<QString> title = std::nullopt,
+                             std::optional<QString> bundleID = std::nullopt);
+    // A short working morning: an editor with one long window title, a browser, a short visit to
+    // a chat, and a title too short to be named.
+    static QList<ActivitySpan> morning(const QDate& day);
+    // Replaces the day's log with these spans, in this order.
+    static void writeLog(const QDate& day, const QList<ActivitySpan>& spans);
 
     // Stands in for DailyReport::generate: notes the day and waits for finish().
     QCoro::Task<DailyReport::ReportResult> write(QDate day);

@@ -1,18 +1,17 @@
 #include "activity/Digest.h"
 #include "activity/DailyReport.h"
 #include "app/Settings.h"
-#include "support/DayLog.h"
+#include "support/ReportFixture.h"
 #include "support/TestEnvironment.h"
 
 #include <gtest/gtest.h>
 
 #include <ctime>
 
-using DayLog::span;
-
 namespace {
 
-class DigestTest : public ::testing::Test {
+// The report fixture lends its spans of made-up days.
+class DigestTest : public ::testing::Test, protected ReportFixture {
 protected:
     // A zone away from UTC, so that an hour read in UTC shows.
     void SetUp() override {
@@ -135,7 +134,7 @@ TEST_F(DigestTest, TimelineCountsEachSpanInTheHourItBeganAndJoinsRuns) {
 }
 
 TEST_F(DigestTest, ASmallDayReadsInFull) {
-    const auto digest = Digest::make(day, DayLog::morning(day));
+    const auto digest = Digest::make(day, morning(day));
     ASSERT_TRUE(digest);
     EXPECT_EQ(digest->text, QStringLiteral("Date: Wednesday, November 18, 2026\n"
                                            "Active time: 1h 27m, between 09:02 and 10:29.\n"
