@@ -206,22 +206,35 @@ void ActivityRecorder::append(const ActivitySpan& span) {
 }
 
 QList<ActivitySpan> ActivityRecorder::spans(const QDate& day) const {
-    QList<ActivitySpan> out;
-    QFile file(fileURL(day));
-    if (file.open(QIODevice::ReadOnly)) {
-        // JSON escapes line breaks inside strings, so a raw one only ever ends a line.
-        const QByteArray all = file.readAll().replace('\r', '\n');
-        for (const QByteArray& piece : all.split('\n')) {
-            auto span = ActivityLog::decode(piece);
-            if (span && !isAway(span->bundleID)) {
-                out.append(*span);
-            }
-        }
-    }
-    if (current && dayOf(current->start) == day) {
-        out.append(*current);
+    QList<ActivitySpan> out = loggedSpans(day);
+    if (const auto open = openSpan(day)) {
+        out.append(*open);
     }
     return out;
+}
+
+QList<ActivitySpan> ActivityRecorder::loggedSpans(const QDate& day) {
+    QList<ActivitySpan> out;
+    QFile file(fileURL(day));
+    if (!file.open(QIODevice::ReadOnly)) {
+        return out;
+    }
+    // JSON escapes line breaks inside strings, so a raw one only ever ends a line.
+    const QByteArray all = file.readAll().replace('\r', '\n');
+    for (const QByteArray& piece : all.split('\n')) {
+        auto span = ActivityLog::decode(piece);
+        if (span && !isAway(span->bundleID)) {
+            out.append(*span);
+        }
+    }
+    return out;
+}
+
+std::optional<ActivitySpan> ActivityRecorder::openSpan(const QDate& day) const {
+    if (current && dayOf(current->start) == day) {
+        return current;
+    }
+    return std::nullopt;
 }
 
 void ActivityRecorder::deleteOldLogs() {

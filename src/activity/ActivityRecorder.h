@@ -26,6 +26,10 @@ public:
     void closeCurrent(const QDateTime& at);
     // The day's spans in file order, with the open span behind them when it began that day.
     QList<ActivitySpan> spans(const QDate& day) const;
+    // The spans written to the day's log; safe on any thread, as it reads only the file.
+    static QList<ActivitySpan> loggedSpans(const QDate& day);
+    // The open span, when it began on that day.
+    std::optional<ActivitySpan> openSpan(const QDate& day) const;
     // The log file of a day, whether it exists or not.
     static QString fileURL(const QDate& day);
     // False while the window in front cannot be seen, so nothing is being recorded.

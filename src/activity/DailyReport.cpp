@@ -166,11 +166,24 @@ QString ReportError::localizedDescription() const {
                       QStringLiteral("Aruannet ei saanud kirjutada: ") + path);
 }
 
+namespace {
+
+std::optional<Digest> digestOf(const QDate& day, const std::optional<ActivitySpan>& open) {
+    QList<ActivitySpan> spans = ActivityRecorder::loggedSpans(day);
+    if (open) {
+        spans.append(*open);
+    }
+    return Digest::make(day, spans);
+}
+
+} // namespace
+
 QCoro::Task<ReportResult> generate(QDate day) {
     // Futures named, no closures inside a co_await: GCC 12 freed such a closure's copy of the
     // spans twice.
+    // Only the open span is taken here; the log is read with the digest, off the main thread.
     const QFuture<std::optional<Digest>> digesting =
-        QtConcurrent::run(&Digest::make, day, ActivityRecorder::shared().spans(day));
+        QtConcurrent::run(&digestOf, day, ActivityRecorder::shared().openSpan(day));
     const std::optional<Digest> digest = co_await digesting;
     if (!digest) {
         co_return ReportError{ReportError::Kind::noActivity, {}, {}};
