@@ -404,6 +404,8 @@ TEST_F(X11Test, EachSwitchIsToldAndTheWindowInFrontNamesItsApplicationPidAndTitl
     QDir(applications).removeRecursively();
     writeDesktopEntry(applications + "/alpha-notes.desktop",
                       "Name=Alpha Notes\nName[et]=Alfa m\xc3\xa4rkmik\nStartupWMClass=alphaterm");
+    // The instance names an entry only as written: this is not Betaterm's.
+    writeDesktopEntry(applications + "/terminal.desktop", "Name=Terminal\nStartupWMClass=vendor-beta");
 
     Terminal alpha({"-class", "Alphaterm", "-title", "Alpha notes"});
     Terminal beta({"-class", "Betaterm", "-name", "Vendor-Beta", "-title", "Beta log"});
@@ -451,6 +453,8 @@ TEST_F(X11Test, EachSwitchIsToldAndTheWindowInFrontNamesItsApplicationPidAndTitl
     xcb_delete_property(connection, beta.window, x11::atom(connection, "_NET_WM_NAME"));
     setProperty(connection, beta.window, "WM_NAME", "STRING", "Caf\xe9");
     EXPECT_EQ(active.focusedWindowTitle(), QString::fromUtf8("Caf\xc3\xa9"));
+    setProperty(connection, beta.window, "WM_NAME", "COMPOUND_TEXT", "main \x1b%G\xe2\x80\x94\x1b%@ caf\xe9");
+    EXPECT_EQ(active.focusedWindowTitle(), QString::fromUtf8("main \xe2\x80\x94 caf\xc3\xa9"));
     setProperty(connection, beta.window, "WM_NAME", "STRING", " \n ");
     EXPECT_EQ(active.focusedWindowTitle(), std::nullopt);
 

@@ -122,12 +122,17 @@ bool DesktopEntries::rescanDue() {
 }
 
 const DesktopEntries::Names* DesktopEntries::find(const QString& windowClass, const QString& instance) const {
-    const QString keys[] = {windowClass.toLower(), instance.toLower()};
-    for (const auto* table : {&byWindowClass, &byId}) {
-        for (const QString& key : keys) {
-            if (const auto it = table->constFind(key); !key.isEmpty() && it != table->constEnd()) {
-                return &*it;
-            }
+    // The class names the application; the instance only when it matches exactly, since by
+    // convention it is the class in lower case, and a program started under a class of its own
+    // ("xterm -class Mail") is not the program's entry.
+    const std::pair<const QHash<QString, Names>*, QString> lookups[] = {
+        {&byWindowClass, windowClass.toLower()},
+        {&byExactWindowClass, instance},
+        {&byId, windowClass.toLower()},
+        {&byId, instance.toLower()}};
+    for (const auto& [table, key] : lookups) {
+        if (const auto it = table->constFind(key); !key.isEmpty() && it != table->constEnd()) {
+            return &*it;
         }
     }
     return nullptr;
@@ -137,6 +142,7 @@ void DesktopEntries::scan() {
     scanned = base::Clock::now();
     folders = folderTimes();
     byWindowClass.clear();
+    byExactWindowClass.clear();
     byId.clear();
     // The first folder that holds an id decides for it; the user's own folder comes first.
     QSet<QString> seen;
@@ -170,9 +176,12 @@ void DesktopEntries::read(const QString& path, const QString& id) {
     if (names.plain.isEmpty() || keys.value("Hidden") == u"true" || keys.value("Type") != u"Application") {
         return;
     }
-    const QString windowClass = keys.value("StartupWMClass").toLower();
-    if (!windowClass.isEmpty() && !byWindowClass.contains(windowClass)) {
-        byWindowClass.insert(windowClass, names);
+    const QString windowClass = keys.value("StartupWMClass");
+    if (!windowClass.isEmpty() && !byWindowClass.contains(windowClass.toLower())) {
+        byWindowClass.insert(windowClass.toLower(), names);
+    }
+    if (!windowClass.isEmpty() && !byExactWindowClass.contains(windowClass)) {
+        byExactWindowClass.insert(windowClass, names);
     }
     const QString plainId = id.chopped(desktopSuffix.size()).toLower();
     if (!byId.contains(plainId)) {

@@ -32,8 +32,10 @@ private:
     void scan();
     void read(const QString& path, const QString& id);
 
-    // Both by lower case: the entry's StartupWMClass, and its desktop file id without ".desktop".
+    // The entry's StartupWMClass, by lower case and as written, and its desktop file id without
+    // ".desktop", by lower case.
     QHash<QString, Names> byWindowClass;
+    QHash<QString, Names> byExactWindowClass;
     QHash<QString, Names> byId;
     QDateTime scanned; // the last read or look at the folders
     QList<std::pair<QString, QDateTime>> folders;

@@ -72,6 +72,38 @@ std::optional<QString> shortened(const QString& title) {
     return out;
 }
 
+// COMPOUND_TEXT, as xterm and other older clients write titles: Latin-1 text, with stretches of
+// UTF-8 between ESC % G and ESC % @. Other character sets are rare in titles; their escapes are
+// dropped and their bytes read as Latin-1.
+QString compoundText(const QByteArray& bytes) {
+    QString out;
+    QByteArray utf8;
+    bool inUtf8 = false;
+    for (qsizetype i = 0; i < bytes.size(); ++i) {
+        if (bytes.at(i) != '\x1b') {
+            if (inUtf8) {
+                utf8 += bytes.at(i);
+            } else {
+                out += QChar(static_cast<uchar>(bytes.at(i)));
+            }
+            continue;
+        }
+        // An escape: intermediate bytes, then one final byte.
+        qsizetype end = i + 1;
+        while (end < bytes.size() && bytes.at(end) >= 0x20 && bytes.at(end) <= 0x2f) {
+            ++end;
+        }
+        const QByteArray sequence = bytes.mid(i + 1, end - i);
+        if (inUtf8 && sequence != "%G") {
+            out += QString::fromUtf8(utf8);
+            utf8.clear();
+        }
+        inUtf8 = sequence == "%G";
+        i = end;
+    }
+    return out + QString::fromUtf8(utf8);
+}
+
 } // namespace
 
 X11ActiveWindow::X11ActiveWindow(xcb_connection_t* c)
@@ -171,9 +203,14 @@ std::optional<QString> X11ActiveWindow::focusedWindowTitle() {
     if (!net.bytes.isEmpty()) {
         return shortened(QString::fromUtf8(net.bytes));
     }
-    // Older clients: Latin-1, unless the property says it is UTF-8.
-    return shortened(plain.type == utf8Atom ? QString::fromUtf8(plain.bytes)
-                                            : QString::fromLatin1(plain.bytes));
+    // Older clients: Latin-1, compound text, or UTF-8 when the property says so.
+    if (plain.type == utf8Atom) {
+        return shortened(QString::fromUtf8(plain.bytes));
+    }
+    if (plain.type == x11::atom(connection, "COMPOUND_TEXT")) {
+        return shortened(compoundText(plain.bytes));
+    }
+    return shortened(QString::fromLatin1(plain.bytes));
 }
 
 bool X11ActiveWindow::canSeeFront() {
