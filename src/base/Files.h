@@ -4,8 +4,8 @@
 
 namespace base {
 
-// Makes the folder and any missing parent, and leaves the folder readable by the user alone
-// (0700). False when it can't be made.
+// Makes the folder and any missing parent, and leaves the folder and every parent it made
+// readable by the user alone (0700). False when it can't be made.
 bool makePrivateFolder(const QString& path);
 
 } // namespace base

@@ -32,7 +32,7 @@ class ActivityRecorderTest : public ::testing::Test {
 protected:
     void SetUp() override {
         TestEnvironment::freshSettings();
-        QDir(folder()).removeRecursively();
+        QDir(AppIdentity::supportURL()).removeRecursively();
     }
 
     // Starts recording at this local time with the application in front.
@@ -76,6 +76,8 @@ protected:
 
 TEST_F(ActivityRecorderTest, SwitchesAndSteadyWorkBecomeBoundedSpansCountedOnce) {
     startAt(at(9, 0));
+    EXPECT_TRUE(isPrivate(AppIdentity::supportURL(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner))
+        << "the folders made for the record are the user's alone";
     scheduler->advance(50);
     services.activeWindow->bringToFront(browser);
     ASSERT_EQ(written(day).size(), 1);
