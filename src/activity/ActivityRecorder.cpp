@@ -125,11 +125,9 @@ void ActivityRecorder::sample() {
         return;
     }
     const auto window = services.activeWindow;
-    if (!window) {
-        return;
-    }
     // What can't be seen isn't guessed: the time goes to no application rather than the last one.
-    setSeesFront(window->canSeeFront());
+    // Without X at all, nothing is ever seen.
+    setSeesFront(window && window->canSeeFront());
     if (!seesFront) {
         closeCurrent(now);
         return;

@@ -205,6 +205,12 @@ TEST_F(ActivityRecorderTest, IdleAwayAndExcludedTimeIsNotRecorded) {
     ASSERT_TRUE(recorder->current);
     EXPECT_EQ(recorder->current->app, QStringLiteral("Editor"));
     EXPECT_EQ(recorder->current->end, base::Clock::now());
+
+    // A desktop without X: the record says it sees nothing, and keeps nothing.
+    platform::services().activeWindow.reset();
+    scheduler->advance(20);
+    EXPECT_FALSE(recorder->current);
+    EXPECT_FALSE(recorder->canSeeApplications());
 }
 
 TEST_F(ActivityRecorderTest, TitlesAreReadOnlyWhenKeptAndMidnightSplitsTheLogs) {
