@@ -1,13 +1,27 @@
 #pragma once
 
+#include <QString>
 #include <QUrl>
 
-class AppDelegate;
+#include <functional>
+#include <optional>
 
-// The mirkvantle:// links that drive the figure from outside the program.
+class AppDelegate;
+class QAbstractButton;
+class QMessageBox;
+
+// The mirkvantle:// links that drive the figure from outside the program. Any web page can send
+// one, so nothing here starts a program, touches a file or stores a key without the user's word.
 namespace LinkCommands {
 
 // Runs one link. Links act on the stage; with no stage, nothing runs.
 void run(const QUrl& url, AppDelegate& app);
+
+// Asks before a link's desktop key is stored, and stores it only on the user's yes.
+void connect(const std::optional<QString>& workspace, const QString& key, AppDelegate& app);
+
+// Shows the question in front of everything and blocks until it is answered; gives the button
+// chosen, none when the box was closed otherwise. Tests answer through it ahead of time.
+extern std::function<QAbstractButton*(QMessageBox& box)> runModal;
 
 } // namespace LinkCommands
