@@ -6,11 +6,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string>
 
 namespace {
 
 // Labels longer than this are cut, so the running form stays short beside the clock.
-constexpr qsizetype labelLimit = 18;
+constexpr std::size_t labelLimit = 18;
 
 } // namespace
 
@@ -118,8 +119,10 @@ std::optional<QString> TimeTracker::runningTitle() const {
         return std::nullopt;
     }
     QString label = state->active->label();
-    if (label.size() > labelLimit) {
-        label = label.left(labelLimit - 1) + QChar(0x2026);
+    // Counted in characters, so a letter outside the basic plane is never split.
+    const std::u32string characters = label.toStdU32String();
+    if (characters.size() > labelLimit) {
+        label = QString::fromStdU32String(characters.substr(0, labelLimit - 1)) + QChar(0x2026);
     }
     return QStringLiteral(" ") + *time + QStringLiteral(" · ") + label;
 }

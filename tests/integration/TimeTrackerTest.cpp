@@ -187,14 +187,14 @@ TEST_F(TimeTrackerTest, TrackingOffOrNoKeyShowsNoRunningForm) {
 }
 
 TEST_F(TimeTrackerTest, LongLabelsAreCutAfterSeventeenCharacters) {
-    const QString eighteen = QStringLiteral("Route planning ÕÄÖ");
-    ASSERT_EQ(eighteen.size(), 18);
+    const QString eighteen = QStringLiteral("🚢Route planning ÕÄ");
+    ASSERT_EQ(eighteen.toUcs4().size(), 18);
     started(withNote(eighteen));
     refreshed();
     EXPECT_EQ(tracker.runningTitle(), QStringLiteral(" 0:00 · ") + eighteen);
     started(withNote(eighteen + QStringLiteral("x")));
     refreshed();
-    EXPECT_EQ(tracker.runningTitle(), QStringLiteral(" 0:00 · Route planning ÕÄ…"));
+    EXPECT_EQ(tracker.runningTitle(), QStringLiteral(" 0:00 · 🚢Route planning Õ…"));
     EXPECT_EQ(tracker.state->active->label(), eighteen + QStringLiteral("x"));
 }
 
