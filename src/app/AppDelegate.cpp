@@ -15,6 +15,7 @@
 #include "platform/LinkAction.h"
 #include "platform/Services.h"
 #include "stage/StageViewController.h"
+#include "time/TimeTracker.h"
 #include "workspace/ClientError.h"
 #include "workspace/LinkCommands.h"
 #include "workspace/VantleClient.h"
@@ -226,8 +227,10 @@ void AppDelegate::startVantleEvents() {
     events.start();
     if (auto session = platform::services().sessionEvents) {
         // After a sleep the old connection is dead and the token likely stale.
-        connect(session.get(), &platform::SessionEvents::didWake, this,
-                [] { VantleEvents::shared().restart(); });
+        connect(session.get(), &platform::SessionEvents::didWake, this, [] {
+            VantleEvents::shared().restart();
+            TimeTracker::shared().refresh();
+        });
     }
 }
 

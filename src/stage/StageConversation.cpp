@@ -8,6 +8,7 @@
 #include "character/CharacterWindow.h"
 #include "platform/Services.h"
 #include "stage/BalloonView.h"
+#include "time/TimeTracker.h"
 #include "workspace/VantleClient.h"
 
 #include <QFileInfo>
@@ -385,6 +386,10 @@ void StageViewController::showAnswer(BalloonPanel& panel, const ChatSession::Res
     if (const auto* error = std::get_if<VantleClient::ClientError>(&result)) {
         show(*error, panel);
         return;
+    }
+    // Pelka may have started or stopped the timer.
+    if (vantleAgent() == VantleAgent::pelka) {
+        TimeTracker::shared().refresh();
     }
     const auto& answer = std::get<ChatSession::Answer>(result);
     panel.balloon().showMessage(answer.text, true, std::nullopt, false, BalloonStatus::success);

@@ -17,6 +17,8 @@
 #include <optional>
 
 struct VantleApproval;
+struct TimeEntry;
+struct TimerState;
 
 // The authorised calls to the workspace. Every call takes a fresh-enough access token, made
 // from the desktop key and shared by all callers, and retries once when the token was stale.
@@ -74,6 +76,13 @@ std::optional<QString> approvalId(const std::optional<QString>& link);
 QCoro::Task<Result<VantleApproval>> approval(QString id);
 // Approves or rejects; a comment that isn't empty goes with it. None on success.
 QCoro::Task<std::optional<ClientError>> decide(QString id, bool approve, std::optional<QString> comment);
+
+// The timer (time/VantleClientTime.cpp).
+QCoro::Task<Result<TimerState>> timerState();
+// Opens an entry like the given one (its project, task and note), or one with no project.
+QCoro::Task<Result<TimeEntry>> startTimer(std::optional<TimeEntry> like);
+QCoro::Task<Result<TimeEntry>> stopTimer(QString id);
+QCoro::Task<Result<QList<TimeEntry>>> recentTimers();
 
 // The JSON text of a body: compact, with sorted keys.
 QByteArray jsonBody(const QJsonObject& object);

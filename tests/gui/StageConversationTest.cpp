@@ -196,6 +196,16 @@ TEST_F(StageConversationTest, OfferedChoicesAreChipsAndAPickAsksWithItsRef) {
     const QByteArray pick = turnBodies(*sim).at(1);
     EXPECT_TRUE(pick.contains(R"("message":"Book Friday")")) << pick.toStdString();
     EXPECT_TRUE(pick.contains(R"("choiceRef":"absence:fri")")) << pick.toStdString();
+
+    // Only Pelka's answers may have moved the timer, so only they make it read again.
+    ASSERT_TRUE(runUntil([&] { return balloon().status() == BalloonStatus::success; }));
+    run(1);
+    EXPECT_EQ(countOf("GET", "/api/time/state"), 0);
+    stage->bringOn("pelka");
+    ASSERT_TRUE(runUntil([&] { return stage->vantleAgent() == VantleAgent::pelka && !stage->handOver; }));
+    stage->openChat(false);
+    stage->send("My hours", std::nullopt);
+    ASSERT_TRUE(runUntil([&] { return countOf("GET", "/api/time/state") == 1; }));
 }
 
 TEST_F(StageConversationTest, DroppedDocumentsGoWithOneQuestionAndErrorsShowInTheBalloon) {

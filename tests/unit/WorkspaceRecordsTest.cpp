@@ -1,6 +1,8 @@
 #include "app/Settings.h"
 #include "notifications/VantleApproval.h"
 #include "support/TestEnvironment.h"
+#include "time/TimeEntry.h"
+#include "time/TimeTracker.h"
 #include "workspace/ChatChoice.h"
 #include "workspace/VantleClient.h"
 #include "workspace/VantleEvents.h"
@@ -143,6 +145,45 @@ TEST(WorkspaceRecords, ApprovalsAreFoundInLinksAndReadWithTheirWeight) {
     shown.rationale = QStringLiteral(" ");
     shown.details.reset();
     EXPECT_EQ(shown.detailText(), QString());
+}
+
+TEST(WorkspaceRecords, TimeEntriesReadDatesWithAnyFractionAndLabelWhatIsThere) {
+    TestEnvironment::freshSettings();
+    const auto whole = TimeEntry::date(QStringLiteral("2026-03-01T08:15:30Z"));
+    ASSERT_TRUE(whole);
+    EXPECT_EQ(whole->toUTC(), QDateTime(QDate(2026, 3, 1), QTime(8, 15, 30), Qt::UTC));
+    for (const char* fraction : {".1", ".123", ".123456", ".123456789"}) {
+        EXPECT_EQ(TimeEntry::date(QStringLiteral("2026-03-01T08:15:30%1Z").arg(fraction)), whole) << fraction;
+    }
+    EXPECT_EQ(TimeEntry::date(QStringLiteral("2026-03-01T10:15:30.5+02:00")), whole);
+    EXPECT_FALSE(TimeEntry::date(QStringLiteral("2026-03-01T08:15:30")));
+    EXPECT_FALSE(TimeEntry::date(QStringLiteral("2026-03-01")));
+    EXPECT_FALSE(TimeEntry::date(QStringLiteral("2026-02-30T08:15:30Z")));
+
+    auto entry = TimeEntry::fromJson(
+        object(R"({"id":"e","project_name":"","note":"Call","duration_seconds":12.5,"started_at":"x"})"));
+    ASSERT_TRUE(entry);
+    EXPECT_EQ(entry->label(), QStringLiteral("Call"));
+    EXPECT_FALSE(entry->durationSeconds);
+    EXPECT_FALSE(entry->startedAt);
+    entry = TimeEntry::fromJson(object(R"({"id":"e","task_label":"Route","duration_seconds":"60"})"));
+    EXPECT_EQ(entry->label(), QStringLiteral("Route"));
+    EXPECT_FALSE(entry->durationSeconds);
+    entry =
+        TimeEntry::fromJson(object(R"({"id":"e","project_name":"Harbour","task_label":"Route","note":"n"})"));
+    EXPECT_EQ(entry->label(), QStringLiteral("Harbour · Route"));
+    EXPECT_FALSE(TimeEntry::fromJson(object(R"({"id":7,"note":"n"})")));
+    entry = TimeEntry::fromJson(object(R"({"id":"e","note":"","duration_seconds":3600})"));
+    EXPECT_EQ(entry->durationSeconds, 3600);
+    EXPECT_EQ(entry->label(), QStringLiteral("Without a project"));
+    Settings::setValue(QLatin1String(Settings::Key::language), QStringLiteral("et"));
+    EXPECT_EQ(entry->label(), QStringLiteral("Projektita"));
+
+    const std::pair<double, const char*> clocks[] = {
+        {59.9, "0:00"}, {3599, "0:59"}, {3600, "1:00"}, {3661.7, "1:01"}, {90000, "25:00"}};
+    for (const auto& [seconds, text] : clocks) {
+        EXPECT_EQ(TimeTracker::clock(seconds), QLatin1String(text)) << seconds;
+    }
 }
 
 TEST(VantleEvents, DispatchBuildsTextFromDeltasAndPassesProgress) {
