@@ -4,6 +4,7 @@
 #include "app/Settings.h"
 #include "base/Text.h"
 #include "stage/StageViewController.h"
+#include "time/TimeTracker.h"
 #include "workspace/Keychain.h"
 #include "workspace/LinkCommands.h"
 #include "workspace/VantleClient.h"
@@ -123,6 +124,7 @@ void connect(const std::optional<QString>& workspace, const QString& key, AppDel
     self->announcedKeyEnded = false;
     VantleEvents::shared().restart();
     Language::refreshWorkspaceLanguage();
+    TimeTracker::shared().forgetWorkspace();
     if (self->stage) {
         self->stage->appear(false);
     }

@@ -105,7 +105,8 @@ TEST(SecretStore, AKeyringHoldsTheKeyAndEveryReadTellsTheLastSaved) {
     EXPECT_LT(clock.elapsed(), 1500);
     clock.restart();
     EXPECT_TRUE(store.write(account, "while-stalled"));
-    EXPECT_LT(clock.elapsed(), 200) << "the stalled keyring is not asked again at once";
+    // Asking again would cost the keyring's second of patience; a loaded machine costs far less.
+    EXPECT_LT(clock.elapsed(), 900) << "the stalled keyring is not asked again at once";
     EXPECT_EQ(store.read(account), QStringLiteral("while-stalled"));
     EXPECT_EQ(modeOf(support + "/" + filesIn(support).value(0)), 0600u);
     ::kill(static_cast<pid_t>(keyring.keyringPid()), SIGCONT);
