@@ -50,6 +50,21 @@ std::optional<QJsonArray> array(const QJsonObject& o, const QString& key) {
     return v.isArray() ? std::optional(v.toArray()) : std::nullopt;
 }
 
+std::optional<QList<QJsonObject>> objectsOnly(const QJsonObject& o, const QString& key) {
+    const auto elements = array(o, key);
+    if (!elements) {
+        return std::nullopt;
+    }
+    QList<QJsonObject> out;
+    for (const auto& element : *elements) {
+        if (!element.isObject()) {
+            return std::nullopt;
+        }
+        out.append(element.toObject());
+    }
+    return out;
+}
+
 QString stringOr(const QJsonObject& o, const QString& key, const QString& fallback) {
     return string(o, key).value_or(fallback);
 }

@@ -3,6 +3,7 @@
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QJsonValue>
+#include <QList>
 #include <QString>
 
 #include <optional>
@@ -19,6 +20,8 @@ std::optional<qint64> integer64(const QJsonObject& object, const QString& key);
 std::optional<bool> boolean(const QJsonObject& object, const QString& key);
 std::optional<QJsonObject> object(const QJsonObject& object, const QString& key);
 std::optional<QJsonArray> array(const QJsonObject& object, const QString& key);
+// The elements of an array that holds objects only; none when anything else stands in it.
+std::optional<QList<QJsonObject>> objectsOnly(const QJsonObject& object, const QString& key);
 
 QString stringOr(const QJsonObject& object, const QString& key, const QString& fallback = {});
 double numberOr(const QJsonObject& object, const QString& key, double fallback);

@@ -12,20 +12,8 @@
 namespace VantleClient {
 namespace {
 
-QCoro::Task<Result<QJsonObject>> timeCall(QByteArray method, QString path, std::optional<QByteArray> data) {
-    const auto reply = co_await send(method, path, data, QStringLiteral("application/json"), 30);
-    if (!reply) {
-        co_return reply.error();
-    }
-    const auto object = base::json::parseObject(*reply);
-    if (!object) {
-        co_return ClientError::badResponse();
-    }
-    co_return *object;
-}
-
 QCoro::Task<Result<TimeEntry>> entryCall(QByteArray method, QString path, std::optional<QByteArray> data) {
-    const auto reply = co_await timeCall(method, path, data);
+    const auto reply = co_await sendForObject(method, path, data, 30);
     if (!reply) {
         co_return reply.error();
     }
@@ -39,7 +27,7 @@ QCoro::Task<Result<TimeEntry>> entryCall(QByteArray method, QString path, std::o
 } // namespace
 
 QCoro::Task<Result<TimerState>> timerState() {
-    const auto reply = co_await timeCall("GET", QStringLiteral("/api/time/state"), std::nullopt);
+    const auto reply = co_await sendForObject("GET", QStringLiteral("/api/time/state"), std::nullopt, 30);
     if (!reply) {
         co_return reply.error();
     }
@@ -71,18 +59,15 @@ QCoro::Task<Result<TimeEntry>> stopTimer(QString id) {
 }
 
 QCoro::Task<Result<QList<TimeEntry>>> recentTimers() {
-    const auto reply = co_await timeCall("GET", QStringLiteral("/api/time/recent"), std::nullopt);
+    const auto reply = co_await sendForObject("GET", QStringLiteral("/api/time/recent"), std::nullopt, 30);
     if (!reply) {
         co_return reply.error();
     }
     QList<TimeEntry> entries;
-    const auto array = base::json::array(*reply, QStringLiteral("entries")).value_or(QJsonArray{});
-    for (const auto& element : array) {
-        // Anything but objects throughout makes the list unreadable, and so empty.
-        if (!element.isObject()) {
-            co_return QList<TimeEntry>{};
-        }
-        if (auto entry = TimeEntry::fromJson(element.toObject())) {
+    // Anything but objects throughout makes the list unreadable, and so empty.
+    for (const auto& element :
+         base::json::objectsOnly(*reply, QStringLiteral("entries")).value_or(QList<QJsonObject>{})) {
+        if (auto entry = TimeEntry::fromJson(element)) {
             entries.append(std::move(*entry));
         }
     }

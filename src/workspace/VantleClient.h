@@ -10,6 +10,7 @@
 
 #include <QByteArray>
 #include <QCoro/QCoroTask>
+#include <QJsonObject>
 #include <QSet>
 #include <QString>
 #include <QUrl>
@@ -41,6 +42,10 @@ std::optional<QUrl> dashboardURL(const QString& path, const std::optional<QUrl>&
 // on silence, in seconds.
 QCoro::Task<Result<QByteArray>> send(QByteArray method, QString path, std::optional<QByteArray> data,
                                      QString contentType, double timeout, base::Cancel cancel = {});
+// A JSON request whose answer is one JSON object; any other answer is a badResponse.
+QCoro::Task<Result<QJsonObject>> sendForObject(QByteArray method, QString path,
+                                               std::optional<QByteArray> data, double timeout,
+                                               base::Cancel cancel = {});
 // Throws the access token away; the next call makes a new exchange.
 void reset();
 // The error of a reply with a status outside 200 to 299.

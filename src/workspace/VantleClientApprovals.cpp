@@ -58,13 +58,11 @@ std::optional<QString> approvalId(const std::optional<QString>& link) {
 }
 
 QCoro::Task<Result<VantleApproval>> approval(QString id) {
-    const auto reply =
-        co_await send("GET", approvalPath(id), std::nullopt, QStringLiteral("application/json"), 30);
-    if (!reply) {
-        co_return reply.error();
+    const auto object = co_await sendForObject("GET", approvalPath(id), std::nullopt, 30);
+    if (!object) {
+        co_return object.error();
     }
-    const auto object = base::json::parseObject(*reply);
-    auto read = object ? VantleApproval::fromJson(*object, id) : std::nullopt;
+    auto read = VantleApproval::fromJson(*object, id);
     if (!read) {
         co_return ClientError::badResponse();
     }

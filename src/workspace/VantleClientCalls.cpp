@@ -11,9 +11,11 @@ namespace {
 
 const QString json = QStringLiteral("application/json");
 
+} // namespace
+
 QCoro::Task<Result<QJsonObject>> sendForObject(QByteArray method, QString path,
                                                std::optional<QByteArray> data, double timeout,
-                                               base::Cancel cancel = {}) {
+                                               base::Cancel cancel) {
     const auto reply = co_await send(method, path, data, json, timeout, cancel);
     if (!reply) {
         co_return reply.error();
@@ -24,24 +26,6 @@ QCoro::Task<Result<QJsonObject>> sendForObject(QByteArray method, QString path,
     }
     co_return *object;
 }
-
-// The elements of an array that holds objects only; none when anything else stands in it.
-std::optional<QList<QJsonObject>> objectsOnly(const QJsonObject& o, const QString& key) {
-    const auto array = base::json::array(o, key);
-    if (!array) {
-        return std::nullopt;
-    }
-    QList<QJsonObject> out;
-    for (const auto& element : *array) {
-        if (!element.isObject()) {
-            return std::nullopt;
-        }
-        out.append(element.toObject());
-    }
-    return out;
-}
-
-} // namespace
 
 QCoro::Task<Result<Identity>> whoAmI() {
     const auto reply = co_await sendForObject("GET", QStringLiteral("/api/auth/me"), std::nullopt, 30);
@@ -81,7 +65,8 @@ QCoro::Task<Result<QSet<QString>>> enabledAgents() {
         co_return reply.error();
     }
     QSet<QString> ids;
-    for (const auto& agent : objectsOnly(*reply, QStringLiteral("agents")).value_or(QList<QJsonObject>{})) {
+    for (const auto& agent :
+         base::json::objectsOnly(*reply, QStringLiteral("agents")).value_or(QList<QJsonObject>{})) {
         if (const auto id = base::json::string(agent, QStringLiteral("id"))) {
             ids.insert(*id);
         }
@@ -156,7 +141,8 @@ QCoro::Task<Result<NotificationThread>> thread(QString notification) {
     if (!listing) {
         co_return listing.error();
     }
-    const auto messages = objectsOnly(*listing, QStringLiteral("messages")).value_or(QList<QJsonObject>{});
+    const auto messages =
+        base::json::objectsOnly(*listing, QStringLiteral("messages")).value_or(QList<QJsonObject>{});
     auto isAgent = [](const QJsonObject& m) {
         return base::json::string(m, QStringLiteral("authorType")) == QStringLiteral("agent");
     };

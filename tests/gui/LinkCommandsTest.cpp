@@ -3,6 +3,7 @@
 #include "app/Settings.h"
 #include "character/CharacterPlayer.h"
 #include "stage/MessageText.h"
+#include "support/LogCapture.h"
 #include "support/SpinUntil.h"
 #include "support/StageFixture.h"
 #include "workspace/Keychain.h"
@@ -15,21 +16,6 @@
 #include <QScreen>
 
 namespace {
-
-// What the program writes to the log while it lives.
-struct LogCapture {
-    LogCapture() {
-        lines().clear();
-        previous = qInstallMessageHandler(
-            [](QtMsgType, const QMessageLogContext&, const QString& text) { lines() << text; });
-    }
-    ~LogCapture() { qInstallMessageHandler(previous); }
-    static QStringList& lines() {
-        static QStringList captured;
-        return captured;
-    }
-    QtMessageHandler previous;
-};
 
 // Links run against the stage of the fixture through an AppDelegate that holds it; the
 // connect question is answered ahead with the button named in `answer`.

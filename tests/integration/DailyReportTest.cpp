@@ -49,12 +49,8 @@ protected:
     }
     QList<QJsonObject> chatRequests() const {
         QList<QJsonObject> out;
-        for (const auto& entry : sim->requests()) {
-            if (entry.toObject().value("path").toString() == QStringLiteral("/api/chat")) {
-                const QByteArray body =
-                    QByteArray::fromBase64(entry.toObject().value("body_base64").toString().toLatin1());
-                out.append(QJsonDocument::fromJson(body).object());
-            }
+        for (const auto& entry : requestsAt(QStringLiteral("/api/chat"))) {
+            out.append(QJsonDocument::fromJson(SimProcess::bodyOf(entry)).object());
         }
         return out;
     }

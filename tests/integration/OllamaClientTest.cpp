@@ -35,16 +35,6 @@ protected:
             "/api/chat",
             {{"status", 200}, {"body", QString::fromUtf8(body)}, {"content_type", "application/x-ndjson"}});
     }
-    // Requests the simulator saw for a path at its root, oldest first.
-    QJsonArray requestsAt(const QString& path) const {
-        QJsonArray out;
-        for (const auto& entry : sim->requests()) {
-            if (entry.toObject().value("path").toString() == path) {
-                out.append(entry);
-            }
-        }
-        return out;
-    }
     OllamaClient::Result<QString> ask(bool streaming, double timeout = 30) {
         heard.clear();
         std::function<void(const QString&)> onText;
@@ -56,10 +46,6 @@ protected:
     }
     QStringList heard;
 };
-
-QByteArray bodyOf(const QJsonValue& entry) {
-    return QByteArray::fromBase64(entry.toObject().value("body_base64").toString().toLatin1());
-}
 
 QString headerOf(const QJsonValue& entry, const QString& name) {
     return entry.toObject().value("headers").toObject().value(name).toString();
@@ -90,10 +76,10 @@ TEST_F(OllamaClientTest, AWholeAnswerGoesOutSortedAndComesBackAsItStands) {
     EXPECT_EQ(*plain, reply);
     auto sent = requestsAt("/api/chat");
     ASSERT_EQ(sent.size(), 1);
-    EXPECT_EQ(bodyOf(sent[0]), QByteArray(R"({"messages":[{"content":"","role":"system"},)"
-                                          R"({"content":"How was my day?","role":"user"},)"
-                                          R"({"content":"Fine","role":"assistant"}],)"
-                                          R"("model":"llama3.2","stream":false,"think":false})"));
+    EXPECT_EQ(SimProcess::bodyOf(sent[0]), QByteArray(R"({"messages":[{"content":"","role":"system"},)"
+                                                      R"({"content":"How was my day?","role":"user"},)"
+                                                      R"({"content":"Fine","role":"assistant"}],)"
+                                                      R"("model":"llama3.2","stream":false,"think":false})"));
     EXPECT_EQ(headerOf(sent[0], "content-type"), QStringLiteral("application/json"));
     EXPECT_FALSE(sent[0].toObject().value("headers").toObject().contains("authorization"));
 
@@ -103,9 +89,10 @@ TEST_F(OllamaClientTest, AWholeAnswerGoesOutSortedAndComesBackAsItStands) {
     ASSERT_TRUE(shaped) << describe(shaped);
     sent = requestsAt("/api/chat");
     ASSERT_EQ(sent.size(), 2);
-    EXPECT_EQ(bodyOf(sent[1]), QByteArray(R"({"format":{"type":"object"},)"
-                                          R"("messages":[{"content":"Be brief.","role":"system"}],)"
-                                          R"("model":"llama3.2","stream":false,"think":false})"));
+    EXPECT_EQ(SimProcess::bodyOf(sent[1]),
+              QByteArray(R"({"format":{"type":"object"},)"
+                         R"("messages":[{"content":"Be brief.","role":"system"}],)"
+                         R"("model":"llama3.2","stream":false,"think":false})"));
 
     // An answer without text is no answer.
     const QJsonObject empty{{"status", 200},
@@ -130,7 +117,8 @@ TEST_F(OllamaClientTest, AStreamedAnswerIsHeardPieceByPieceUntilItsLastLine) {
         EXPECT_TRUE(heard[i].startsWith(heard[i - 1]) && heard[i].size() > heard[i - 1].size()) << i;
     }
     EXPECT_EQ(heard.last(), reply);
-    EXPECT_TRUE(bodyOf(requestsAt("/api/chat").last()).endsWith(R"("stream":true,"think":false})"));
+    EXPECT_TRUE(
+        SimProcess::bodyOf(requestsAt("/api/chat").last()).endsWith(R"("stream":true,"think":false})"));
 
     // Lines that say nothing are passed over; nothing after the last line counts.
     streamBody(piece("Good ") + "not json at all\n{\"message\":[1]}\n\n" + piece("day") + doneLine +

@@ -50,9 +50,7 @@ protected:
     }
 
     QJsonObject lastBody(const QString& path) const {
-        const auto entries = requestsTo(path);
-        const auto body = entries.last().toObject().value("body_base64").toString().toLatin1();
-        return QJsonDocument::fromJson(QByteArray::fromBase64(body)).object();
+        return QJsonDocument::fromJson(SimProcess::bodyOf(requestsTo(path).last())).object();
     }
 
     TimeTracker tracker;

@@ -24,10 +24,6 @@ const QString tokenPath = QStringLiteral("/api/auth/desktop/token");
 const QString mePath = QStringLiteral("/api/auth/me");
 const QString streamPath = QStringLiteral("/api/events/stream");
 
-QByteArray bodyOf(const QJsonValue& entry) {
-    return QByteArray::fromBase64(entry.toObject().value("body_base64").toString().toLatin1());
-}
-
 } // namespace
 
 TEST_F(VantleClientTest, ConcurrentCallsShareOneExchange) {
@@ -49,7 +45,7 @@ TEST_F(VantleClientTest, ConcurrentCallsShareOneExchange) {
               QStringLiteral("Bearer ") + sim->desktopKey());
     EXPECT_EQ(exchange.value("headers").toObject().value("accept").toString(),
               QStringLiteral("application/json"));
-    EXPECT_TRUE(bodyOf(exchange).isEmpty());
+    EXPECT_TRUE(SimProcess::bodyOf(exchange).isEmpty());
     for (const auto& entry : requestsTo(mePath)) {
         EXPECT_FALSE(entry.toObject()
                          .value("headers")
@@ -185,7 +181,7 @@ TEST_F(VantleClientTest, ChatBodiesAreExactAndRepliesLenient) {
     const auto thread = await(VantleClient::createThread(VantleAgent::morvo));
     ASSERT_TRUE(thread);
     EXPECT_EQ(
-        bodyOf(requestsTo("/api/chat/threads").at(0)),
+        SimProcess::bodyOf(requestsTo("/api/chat/threads").at(0)),
         QByteArray(
             R"({"kind":"agent","participants":[{"ref":"morvo","type":"agent"}],"title":"Mirk Vantle Agents"})"));
     EXPECT_EQ(requestsTo("/api/chat/threads")
@@ -202,11 +198,11 @@ TEST_F(VantleClientTest, ChatBodiesAreExactAndRepliesLenient) {
         await(VantleClient::turn(*thread, QStringLiteral("Tere, Morvo!"), "turn-1", {}, std::nullopt));
     ASSERT_TRUE(reply);
     EXPECT_EQ(reply->threadId, *thread);
-    EXPECT_EQ(bodyOf(requestsTo(turnPath).at(0)),
+    EXPECT_EQ(SimProcess::bodyOf(requestsTo(turnPath).at(0)),
               QByteArray(R"({"message":"Tere, Morvo!","turnId":"turn-1"})"));
     reply = await(VantleClient::turn(*thread, "Pick", "turn-2", {"d1", "d2"}, QStringLiteral("email:send")));
     EXPECT_EQ(
-        bodyOf(requestsTo(turnPath).at(1)),
+        SimProcess::bodyOf(requestsTo(turnPath).at(1)),
         QByteArray(
             R"({"attachmentIds":["d1","d2"],"choiceRef":"email:send","message":"Pick","turnId":"turn-2"})"));
 
@@ -269,11 +265,11 @@ TEST_F(VantleClientTest, ApprovalsAreReadAndDecidedWithExactBodies) {
     EXPECT_FALSE(await(VantleClient::decide("ap-2", false, QString())));
     const auto approved = requestsTo("/api/approvals/ap-1/approve");
     ASSERT_EQ(approved.size(), 1);
-    EXPECT_EQ(bodyOf(approved.at(0)), QByteArray(R"({"decisionNote":"Go ahead"})"));
+    EXPECT_EQ(SimProcess::bodyOf(approved.at(0)), QByteArray(R"({"decisionNote":"Go ahead"})"));
     EXPECT_EQ(approved.at(0).toObject().value("headers").toObject().value("content-type").toString(),
               QStringLiteral("application/json"));
     ASSERT_EQ(requestsTo("/api/approvals/ap-2/reject").size(), 1);
-    EXPECT_EQ(bodyOf(requestsTo("/api/approvals/ap-2/reject").at(0)), QByteArray("{}"));
+    EXPECT_EQ(SimProcess::bodyOf(requestsTo("/api/approvals/ap-2/reject").at(0)), QByteArray("{}"));
 
     // Refusals carry the workspace's words: a 403 as it stands, others behind "Vantle: ".
     const auto forbidden = await(VantleClient::decide("ap-3", true, std::nullopt));

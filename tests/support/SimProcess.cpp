@@ -404,3 +404,7 @@ bool SimProcess::terminate(int timeoutMs) {
     }
     return process_.exitStatus() == QProcess::NormalExit && process_.exitCode() == 0;
 }
+
+QByteArray SimProcess::bodyOf(const QJsonValue& entry) {
+    return QByteArray::fromBase64(entry.toObject().value("body_base64").toString().toLatin1());
+}

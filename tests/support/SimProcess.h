@@ -64,6 +64,8 @@ public:
 
     // False when the build has no simulator (tools switched off); tests then skip.
     static bool available();
+    // The raw body of one entry of the request log.
+    static QByteArray bodyOf(const QJsonValue& entry);
 
     // Extra arguments go after "--port 0", e.g. {"--demo"} or {"--key", "k"}.
     explicit SimProcess(const QStringList& extraArguments = {});

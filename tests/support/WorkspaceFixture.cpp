@@ -45,9 +45,13 @@ void WorkspaceFixture::TearDown() {
 }
 
 QJsonArray WorkspaceFixture::requestsTo(const QString& path) const {
+    return requestsAt(sim->basePath() + path);
+}
+
+QJsonArray WorkspaceFixture::requestsAt(const QString& path) const {
     QJsonArray out;
     for (const auto& entry : sim->requests()) {
-        if (entry.toObject().value("path").toString() == sim->basePath() + path) {
+        if (entry.toObject().value("path").toString() == path) {
             out.append(entry);
         }
     }

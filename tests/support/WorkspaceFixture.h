@@ -21,6 +21,8 @@ protected:
     void startSim(const QStringList& arguments = {});
     // Requests the simulator saw for a path under the workspace (with its query), oldest first.
     QJsonArray requestsTo(const QString& path) const;
+    // Requests the simulator saw for a path from its root, such as the model server's.
+    QJsonArray requestsAt(const QString& path) const;
     int countOf(const QByteArray& method, const QString& path) const;
     // Adds a fault rule for a path under the workspace.
     void fault(const QString& path, QJsonObject rule) const;

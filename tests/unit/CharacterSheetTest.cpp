@@ -1,5 +1,6 @@
 #include "character/CharacterSheet.h"
 #include "support/CharacterFixture.h"
+#include "support/LogCapture.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -13,21 +14,6 @@ protected:
     void SetUp() override { fixture.activate(); }
     void TearDown() override { CharacterSheet::setDirectory(QString()); }
     CharacterFixture fixture;
-};
-
-// Captures what the loader writes to the log.
-struct LogCapture {
-    LogCapture() {
-        lines().clear();
-        previous = qInstallMessageHandler(
-            [](QtMsgType, const QMessageLogContext&, const QString& text) { lines() << text; });
-    }
-    ~LogCapture() { qInstallMessageHandler(previous); }
-    static QStringList& lines() {
-        static QStringList captured;
-        return captured;
-    }
-    QtMessageHandler previous;
 };
 
 } // namespace
