@@ -15,6 +15,7 @@
 #include "platform/LinkAction.h"
 #include "platform/Services.h"
 #include "stage/StageViewController.h"
+#include "time/StatusMenu.h"
 #include "time/TimeTracker.h"
 #include "workspace/ClientError.h"
 #include "workspace/LinkCommands.h"
@@ -43,6 +44,7 @@ AppDelegate::~AppDelegate() {
 void AppDelegate::applicationDidFinishLaunching() {
     Settings::registerDefaults();
     setUpStage();
+    setUpStatusMenu();
     setUpShortcuts();
     startVantleEvents();
     Language::refreshWorkspaceLanguage();
@@ -173,6 +175,29 @@ void AppDelegate::setUpStage() {
     }
 }
 
+void AppDelegate::setUpStatusMenu() {
+    if (!stage) {
+        return;
+    }
+    statusMenu = new StatusMenu(*this, this);
+    QPointer<StatusMenu> menu(statusMenu);
+    // Without a tray the figure's menu is the only one, so it takes the rows it lacks.
+    stage->onContextMenu = [menu](QMenu& figureMenu) {
+        if (!menu || StatusMenu::isInTray()) {
+            return;
+        }
+        figureMenu.addSeparator();
+        auto* more = figureMenu.addMenu(QLatin1String(AppIdentity::name));
+        menu->addRows(*more, StatusMenu::Rows::beyondFigureMenu);
+    };
+}
+
+void AppDelegate::showAgent() {
+    if (stage) {
+        stage->appear(false);
+    }
+}
+
 void AppDelegate::setUpShortcuts() {
     QPointer<AppDelegate> self(this);
     const auto onStage = [self](std::function<void(StageViewController&)> action) {
@@ -182,23 +207,36 @@ void AppDelegate::setUpShortcuts() {
             }
         };
     };
-    std::vector<std::pair<unsigned, std::function<void()>>> table;
-    table.emplace_back(HotKey::space, onStage([](StageViewController& s) {
-                           if (s.balloonPanel && s.balloonPanel->isActiveWindow()) {
-                               s.closeChat();
-                           } else {
-                               s.openChat(true);
-                           }
-                       }));
-    table.emplace_back(HotKey::tab, onStage([](StageViewController& s) { s.bringOn(s.nextCharacter()); }));
+    struct Shortcut {
+        unsigned keysym;
+        QString name;
+        std::function<void()> action;
+    };
+    std::vector<Shortcut> table;
+    table.push_back({HotKey::space, QStringLiteral("Ctrl+Alt+Space"), onStage([](StageViewController& s) {
+                         if (s.balloonPanel && s.balloonPanel->isActiveWindow()) {
+                             s.closeChat();
+                         } else {
+                             s.openChat(true);
+                         }
+                     })});
+    table.push_back({HotKey::tab, QStringLiteral("Ctrl+Alt+Tab"),
+                     onStage([](StageViewController& s) { s.bringOn(s.nextCharacter()); })});
     unsigned key = HotKey::digit1;
     for (const auto agent : VantleAgents::all) {
         const QString id = VantleAgents::rawValue(agent);
-        table.emplace_back(key++, onStage([id](StageViewController& s) { s.bringOn(id); }));
+        table.push_back({key, QStringLiteral("Ctrl+Alt+") + QChar(QLatin1Char(static_cast<char>(key))),
+                         onStage([id](StageViewController& s) { s.bringOn(id); })});
+        ++key;
     }
-    for (auto& [keysym, action] : table) {
-        if (auto* shortcut = HotKey::make(keysym, std::move(action), this)) {
-            shortcuts.push_back(shortcut);
+    const bool canGrab = platform::services().hotKeys != nullptr;
+    for (auto& shortcut : table) {
+        if (auto* hotKey = HotKey::make(shortcut.keysym, std::move(shortcut.action), this)) {
+            shortcuts.push_back(hotKey);
+        } else if (canGrab) {
+            // Said once, at start-up; the program goes on without this one.
+            qInfo().noquote() << shortcut.name +
+                                     QStringLiteral(" is held by another program; that shortcut is off.");
         }
     }
 }
@@ -270,7 +308,13 @@ void AppDelegate::startReports() {
 void AppDelegate::observeLanguage() {
     QPointer<AppDelegate> self(this);
     connect(&AppEvents::shared(), &AppEvents::languageDidChange, this, [self] {
-        if (self && self->settingsWindow) {
+        if (!self) {
+            return;
+        }
+        if (self->statusMenu) {
+            self->statusMenu->showTimer();
+        }
+        if (self->settingsWindow) {
             self->settingsWindow->setWindowTitle(self->settingsTitle());
         }
     });

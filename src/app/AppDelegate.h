@@ -44,6 +44,8 @@ public:
     void openReportsFolder();
     // The workspace's dashboard in the browser; nothing without a workspace address.
     void openVantle();
+    // Brings the figure back from hidden: a second launch without a link does this.
+    void showAgent();
 
     StageViewController* stage = nullptr;
     CharacterWindow* window = nullptr;
@@ -62,6 +64,7 @@ public:
 
 private:
     void setUpStage();
+    void setUpStatusMenu();
     void setUpShortcuts();
     void startVantleEvents();
     void startRecording();

@@ -31,7 +31,9 @@ int main(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
         arguments << QString::fromLocal8Bit(argv[i]);
     }
-    if (SingleInstance::handOver(socketPath, arguments)) {
+    // Started again without a link, the running copy shows its figure.
+    const QStringList handed = arguments.isEmpty() ? QStringList{QStringLiteral("--show")} : arguments;
+    if (SingleInstance::handOver(socketPath, handed)) {
         return 0;
     }
 
@@ -52,8 +54,15 @@ int main(int argc, char** argv) {
 
     AppDelegate delegate;
     SingleInstance instance(socketPath);
-    instance.onArguments = [&delegate](const QStringList& handed) { delegate.open(links(handed)); };
-    if (!instance.listen() && SingleInstance::handOver(socketPath, arguments)) {
+    instance.onArguments = [&delegate](const QStringList& from) {
+        const auto urls = links(from);
+        if (urls.isEmpty()) {
+            delegate.showAgent();
+        } else {
+            delegate.open(urls);
+        }
+    };
+    if (!instance.listen() && SingleInstance::handOver(socketPath, handed)) {
         return 0; // another instance started at the same moment and won
     }
     delegate.open(links(arguments));

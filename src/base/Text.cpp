@@ -20,4 +20,14 @@ std::optional<QString> strictUtf8(QByteArrayView bytes) {
     return text;
 }
 
+QString menuText(QString text) {
+    text.replace(QLatin1Char('&'), QLatin1String("&&"));
+    for (auto& c : text) {
+        if (c == QLatin1Char('\n') || c == QLatin1Char('\r') || c == QLatin1Char('\t')) {
+            c = QLatin1Char(' ');
+        }
+    }
+    return text;
+}
+
 } // namespace base

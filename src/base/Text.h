@@ -15,4 +15,8 @@ QString pick(const QString& english, const QString& estonian);
 // The text of UTF-8 bytes; none when they aren't valid UTF-8, rather than a repaired guess.
 std::optional<QString> strictUtf8(QByteArrayView bytes);
 
+// A text from outside as a menu item's title, shown as it stands: an ampersand is no mnemonic and
+// a line break is a blank.
+QString menuText(QString text);
+
 } // namespace base

@@ -16,7 +16,9 @@ VirtualScheduler::~VirtualScheduler() {
     Scheduler::setCurrent(nullptr);
     Clock::setSource({});
     for (auto& [key, slot] : queue) {
+        // Nothing will call it now: a repeating timer of this time is over as well.
         slot.entry->stop = nullptr;
+        slot.entry->cancelled = true;
     }
 }
 

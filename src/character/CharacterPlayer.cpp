@@ -102,6 +102,14 @@ void CharacterPlayer::advance(const std::shared_ptr<Run>& current) {
     nextStep = base::Scheduler::current().after(delay, [this, current] { advance(current); });
 }
 
+void CharacterPlayer::setMuted(bool muted) {
+    isMuted = muted;
+    if (muted) {
+        cueStart.cancel();
+        cues.stopAll();
+    }
+}
+
 void CharacterPlayer::stop(std::function<void()> then) {
     if (!run) {
         if (then) {

@@ -45,6 +45,8 @@ public:
     void stop(std::function<void()> then = {});
     // Something playful, as an answer to the user.
     void playSomething();
+    // Muting also silences a cue that is sounding or about to start.
+    void setMuted(bool muted);
     // The next idle check, in this many seconds; pushes any earlier one aside.
     void scheduleIdle(double seconds);
 

@@ -42,3 +42,11 @@ void SoundCues::play(const QString& name) {
         media->play();
     }
 }
+
+void SoundCues::stopAll() {
+    for (const auto& media : std::as_const(players)) {
+        if (media) {
+            media->stop();
+        }
+    }
+}

@@ -18,6 +18,7 @@ public:
     QMediaPlayer* player(const QString& name);
     // Starts the cue from its beginning.
     void play(const QString& name);
+    void stopAll();
 
 private:
     QHash<QString, QPointer<QMediaPlayer>> players;

@@ -360,15 +360,15 @@ void StageViewController::showContextMenu(QPoint at) {
         menu);
     agents->setTitle(base::pick(QStringLiteral("Choose Agent"), QStringLiteral("Vali agent")));
     menu->addMenu(agents);
+    menu->addAction(base::pick(QStringLiteral("Settings…"), QStringLiteral("Seaded…")), menu,
+                    [] { emit AppEvents::shared().settingsRequested(); });
     menu->addAction(base::pick(QStringLiteral("Hide"), QStringLiteral("Peida")), menu, [self] {
         if (self) {
             self->playerWantsToDisappear(self->player());
         }
     });
-    // The way out where no tray stands to offer one.
-    menu->addSeparator();
-    menu->addAction(
-        base::pick(QStringLiteral("Quit Mirk Vantle Agents"), QStringLiteral("Sulge Mirk Vantle Agents")),
-        menu, [] { QCoreApplication::quit(); });
+    if (onContextMenu) {
+        onContextMenu(*menu);
+    }
     menu->popup(at);
 }

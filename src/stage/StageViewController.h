@@ -9,6 +9,7 @@
 #include "chat/ChatSession.h"
 #include "stage/BalloonPanel.h"
 #include "stage/BalloonStatus.h"
+#include "time/TimeEntry.h"
 #include "workspace/ClientError.h"
 #include "workspace/VantleDocument.h"
 #include "workspace/VantleNotification.h"
@@ -30,6 +31,8 @@ class CharacterPlayer;
 class CharacterSheet;
 class CharacterWindow;
 class QAction;
+class QMenu;
+class QWidget;
 struct VantleApproval;
 
 // The controller of the one figure on the desktop: the content of the CharacterWindow, whose
@@ -95,6 +98,7 @@ public:
     // The animations that act out a workspace tool, in order of preference.
     static QStringList animations(const QString& tool);
     void showReportProgress(const QDate& day);
+    void stopSpeaking();
     void showReport(const base::Result<DailyReport::Report, DailyReport::ReportError>& result,
                     const QDate& day);
 
@@ -132,7 +136,6 @@ private:
     void showFailure(const QString& text, BalloonPanel& panel);
     // Lets the running animation end its pass, then plays the first of the names.
     void playNext(const QStringList& names, bool loops = false);
-    void stopSpeaking();
 
     // What one question has seen so far, shared by its handlers.
     struct QuestionProgress {
@@ -157,9 +160,22 @@ public:
     // whoever stands there when she isn't. Owned by parent.
     QList<QAction*> reportActions(VantleAgent agent, QObject* parent);
 
+    // What a timer can be started on: the recent entries, then none. Owned by parent.
+    QMenu* timerStartMenu(QWidget* parent);
+
     // How the menus reach the program's reports.
     std::function<void(const QDate& day)> onGenerateReport;
     std::function<void()> onOpenReportsFolder;
+    // Lets the program add its own rows to the figure's menu before it opens.
+    std::function<void(QMenu& menu)> onContextMenu;
+
+    // --- Time dialogues (time/StageTimer.cpp) ---
+
+    // Start and stop in the background; a failure is said by the figure.
+    void startTimer(std::optional<TimeEntry> like);
+    void stopTimer();
+    // Pelka's word on what the timer did, unless the user is typing to her.
+    void timerNotice(const QString& text);
 
     // --- Notifications and approvals (notifications/StageNotifications.cpp, StageApprovals.cpp) ---
 public:

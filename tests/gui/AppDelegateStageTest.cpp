@@ -13,9 +13,11 @@
 #include "stage/MessageText.h"
 #include "stage/StageViewController.h"
 #include "support/CharacterFixture.h"
+#include "support/LogCapture.h"
 #include "support/ReportFixture.h"
 #include "support/SpinUntil.h"
 #include "support/TestEnvironment.h"
+#include "time/StatusMenu.h"
 #include "workspace/VantleEvents.h"
 
 #include <QApplication>
@@ -146,8 +148,11 @@ TEST_F(AppDelegateStageTest, WithoutCharactersTheWindowStaysHidden) {
 
 TEST_F(AppDelegateStageTest, TheShortcutsBringTheAgentsOnAndOneHeldElsewhereCostsOnlyItself) {
     services.hotKeys->heldElsewhere = {HotKey::digit1 + 2};
+    LogCapture log;
     launch();
     EXPECT_EQ(app->shortcuts.size(), 5u) << "Space, Tab, 1, 2 and 4";
+    EXPECT_EQ(log.lines().filter("held by another program"),
+              QStringList{"Ctrl+Alt+3 is held by another program; that shortcut is off."});
     EXPECT_FALSE(services.hotKeys->press(HotKey::digit1 + 2));
 
     ASSERT_TRUE(services.hotKeys->press(HotKey::digit1 + 1));
@@ -183,9 +188,10 @@ TEST_F(AppDelegateStageTest, NotificationsReachTheStageOnlyWhileSwitchedOnAndVan
     EXPECT_EQ(services.desktop->opened, QList<QUrl>{QUrl("http://127.0.0.1:1/app/")});
 }
 
-TEST_F(AppDelegateStageTest, TheQuitItemEndsTheLoopThroughApplicationWillTerminate) {
+TEST_F(AppDelegateStageTest, WithoutATrayTheFiguresMenuHoldsTheRestAndItsQuitEndsTheLoopThroughTermination) {
     launch();
     scheduler.advance(1);
+    ASSERT_FALSE(StatusMenu::isInTray()) << "this display has no tray";
     QList<QDateTime> ends;
     QObject::connect(&AppEvents::shared(), &AppEvents::activityEnds, app.get(),
                      [&ends](const QDateTime& at) { ends << at; });
@@ -193,9 +199,22 @@ TEST_F(AppDelegateStageTest, TheQuitItemEndsTheLoopThroughApplicationWillTermina
     ASSERT_TRUE(spinUntil([] { return QApplication::activePopupWidget() != nullptr; }));
     auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
     ASSERT_TRUE(menu);
-    QAction* quit = menu->actions().last();
-    ASSERT_EQ(quit->text(), "Quit Mirk Vantle Agents");
-    QTimer::singleShot(0, quit, &QAction::trigger);
+    QAction* more = menu->actions().last();
+    ASSERT_TRUE(more->menu());
+    EXPECT_EQ(more->text(), "Mirk Vantle Agents");
+    QStringList figureRows;
+    for (const auto* action : menu->actions()) {
+        figureRows << action->text();
+    }
+    QStringList moreRows;
+    for (const auto* action : more->menu()->actions()) {
+        moreRows << (action->isSeparator() ? QStringLiteral("-") : action->text());
+    }
+    EXPECT_EQ(moreRows, (QStringList{"Open Vantle", "Mute Sounds", "-", "Quit Mirk Vantle Agents"}))
+        << "no key, so no timer rows; nothing the figure's menu has already";
+    EXPECT_TRUE(figureRows.contains("Settings…"));
+    EXPECT_FALSE(figureRows.contains("Quit Mirk Vantle Agents"));
+    QTimer::singleShot(0, more->menu()->actions().last(), &QAction::trigger);
     // Should the item not end the loop, the test fails instead of hanging.
     QTimer patience;
     patience.setSingleShot(true);

@@ -1,10 +1,6 @@
-// The real program on a real X server, driven from outside as a person would: xdotool for the
-// pointer and keyboard, a screenshot for what shows. Needs the session that scripts/test starts.
-
+#include "support/ProgramOnScreen.h"
 #include "activity/ActivitySpan.h"
 #include "platform/linux/X11.h"
-#include "support/CharacterFixture.h"
-#include "support/SimProcess.h"
 #include "support/SpinUntil.h"
 #include "support/Terminal.h"
 
@@ -30,37 +26,9 @@
 #include <csignal>
 #include <xcb/shape.h>
 
+using namespace onscreen;
+
 namespace {
-
-QString run(const QString& program, const QStringList& arguments) {
-    QProcess process;
-    process.start(program, arguments);
-    if (!process.waitForFinished(10000) || process.exitCode() != 0) {
-        return {};
-    }
-    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
-}
-
-bool xdotool(const QStringList& arguments) {
-    return QProcess::execute("xdotool", arguments) == 0;
-}
-
-QRect geometryOf(const QString& window) {
-    QRect r;
-    for (const auto& line : run("xdotool", {"getwindowgeometry", "--shell", window}).split('\n')) {
-        const auto value = line.section('=', 1).toInt();
-        if (line.startsWith("X=")) {
-            r.moveLeft(value);
-        } else if (line.startsWith("Y=")) {
-            r.moveTop(value);
-        } else if (line.startsWith("WIDTH=")) {
-            r.setWidth(value);
-        } else if (line.startsWith("HEIGHT=")) {
-            r.setHeight(value);
-        }
-    }
-    return r;
-}
 
 // Rectangles of the window's input shape: none while clicks pass through it.
 int inputRectangles(const QString& window) {
@@ -78,142 +46,6 @@ public:
 protected:
     void mousePressEvent(QMouseEvent* event) override { clicks << event->globalPosition().toPoint(); }
 };
-
-class Program {
-public:
-    explicit Program(const QString& home, const QString& desktopKey = {}) {
-        auto env = QProcessEnvironment::systemEnvironment();
-        env.insert("HOME", home);
-        env.insert("XDG_CONFIG_HOME", home + "/config");
-        env.insert("XDG_DATA_HOME", home + "/data");
-        env.insert("XDG_CACHE_HOME", home + "/cache");
-        env.insert("XDG_RUNTIME_DIR", home + "/runtime");
-        // As on a Wayland session that offers XWayland: the program asks for X11 by itself.
-        env.remove("QT_QPA_PLATFORM");
-        env.insert("XDG_SESSION_TYPE", "wayland");
-        env.insert("WAYLAND_DISPLAY", "wayland-mirk");
-        env.remove("XDG_CURRENT_DESKTOP");
-        env.remove("XDG_SESSION_DESKTOP");
-        env.insert("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + home + "/no-bus");
-        env.remove("VANTLE_DESKTOP_KEY");
-        if (!desktopKey.isEmpty()) {
-            env.insert("VANTLE_DESKTOP_KEY", desktopKey);
-        }
-        process.setProcessEnvironment(env);
-        process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        process.start(MIRK_APP_PATH, {});
-    }
-    ~Program() {
-        if (process.state() != QProcess::NotRunning) {
-            process.kill();
-            process.waitForFinished(5000);
-        }
-    }
-    // The visible window of the named character, once it shows.
-    QString window(const QString& name) {
-        QString found;
-        spinUntil(
-            [&] {
-                found = run("xdotool", {"search", "--onlyvisible", "--name", "^" + name + "$"})
-                            .section('\n', 0, 0);
-                return !found.isEmpty();
-            },
-            30000);
-        return found;
-    }
-    bool terminate() {
-        ::kill(static_cast<pid_t>(process.processId()), SIGTERM);
-        return process.waitForFinished(15000) && process.exitStatus() == QProcess::NormalExit &&
-               process.exitCode() == 0;
-    }
-    QProcess process;
-};
-
-class ProgramOnScreen : public ::testing::Test {
-protected:
-    void SetUp() override {
-        if (!platform::x11::connection() || QStandardPaths::findExecutable("xdotool").isEmpty() ||
-            QStandardPaths::findExecutable("import").isEmpty() ||
-            QStandardPaths::findExecutable("weston").isEmpty()) {
-            GTEST_SKIP() << "needs an X server, xdotool, ImageMagick and weston";
-        }
-        const QString root = home.path();
-        for (const char* sub : {"config/Mirk Vantle Agents", "data/mirkvantle-agents", "cache", "runtime"}) {
-            QDir(root).mkpath(sub);
-        }
-        QFile::setPermissions(root + "/runtime", QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        QSettings settings(root + "/config/Mirk Vantle Agents/Mirk Vantle Agents.ini", QSettings::IniFormat);
-        settings.setValue("vantleURL", "http://127.0.0.1:1/app");
-        settings.setValue("idleAnimations", false);
-        settings.sync();
-
-        // Four agents, 48-pixel cells shown at twice the size: a disc with clear corners.
-        const auto disc = [](int x, int y) {
-            const int dx = x % 48 - 24;
-            const int dy = y % 48 - 24;
-            return dx * dx + dy * dy < 18 * 18 ? 255 : 0;
-        };
-        for (const char* id : {"dorn", "lirra", "morvo", "pelka"}) {
-            auto d = CharacterFixture::definition(id, 4, 3, 48);
-            d.insert("width", 96);
-            d.insert("height", 96);
-            fixture.add(id, d, disc);
-        }
-        ASSERT_TRUE(QFile::link(fixture.path(), root + "/data/mirkvantle-agents/Characters"));
-
-        // A Wayland compositor beside the X server, as on a Wayland session with XWayland; a
-        // program that took Wayland would show its figure there, out of the test's sight.
-        auto env = QProcessEnvironment::systemEnvironment();
-        env.insert("XDG_RUNTIME_DIR", root + "/runtime");
-        compositor.setProcessEnvironment(env);
-        compositor.setStandardOutputFile(QProcess::nullDevice());
-        compositor.setStandardErrorFile(QProcess::nullDevice());
-        compositor.start("weston",
-                         {"--backend=headless-backend.so", "--socket=wayland-mirk", "--idle-time=0"});
-        ASSERT_TRUE(spinUntil([&] { return QFile::exists(root + "/runtime/wayland-mirk"); }));
-    }
-
-    // The program's workspace is the simulator.
-    void useWorkspace(const SimProcess& sim) {
-        QSettings settings(home.path() + "/config/Mirk Vantle Agents/Mirk Vantle Agents.ini",
-                           QSettings::IniFormat);
-        settings.setValue("vantleURL", sim.baseUrl().toString());
-        settings.sync();
-    }
-
-    void TearDown() override {
-        compositor.kill();
-        compositor.waitForFinished(5000);
-    }
-
-    QTemporaryDir home;
-    CharacterFixture fixture;
-    QProcess compositor;
-};
-
-// What the screen shows around a rectangle, also kept as an artefact under the name.
-QImage screenshot(const QRect& around, const QString& name) {
-    QDir().mkpath(MIRK_ARTEFACTS_DIR);
-    const QString whole = QString(MIRK_ARTEFACTS_DIR) + "/screen.png";
-    if (QProcess::execute("import", {"-window", "root", whole}) != 0) {
-        return {};
-    }
-    const QImage part = QImage(whole).copy(around);
-    part.save(QString(MIRK_ARTEFACTS_DIR) + "/" + name);
-    return part;
-}
-
-// Pixels in the green of the answer's success mark; the rest of the balloon is grey and white.
-int greenPixels(const QImage& image) {
-    int n = 0;
-    for (int y = 0; y < image.height(); ++y) {
-        for (int x = 0; x < image.width(); ++x) {
-            const QColor c = image.pixelColor(x, y);
-            n += c.green() > 140 && c.green() > c.red() + 60 && c.green() > c.blue() + 50 ? 1 : 0;
-        }
-    }
-    return n;
-}
 
 // The texts of the agent's messages that the simulator keeps in its threads.
 QStringList agentMessages(const SimProcess& sim) {
@@ -302,7 +134,8 @@ TEST_F(ProgramOnScreen, TheFigureStandsClicksThroughItsCornersMovesAndComesBackW
     ASSERT_FALSE(figure.isEmpty()) << "the last agent comes back";
     EXPECT_EQ(geometryOf(figure), moved) << "where it was left";
 
-    // With no tray on this desktop, the way out is the last item of the figure's own menu.
+    // With no tray on this desktop, the way out is at the end of the figure's own menu, in the
+    // submenu of what the tray would have offered.
     const QString pid = QString::number(again.process.processId());
     const auto windows = [&] {
         return run("xdotool", {"search", "--onlyvisible", "--pid", pid}).split('\n');
@@ -313,6 +146,8 @@ TEST_F(ProgramOnScreen, TheFigureStandsClicksThroughItsCornersMovesAndComesBackW
     ASSERT_TRUE(spinUntil([&] { return inputRectangles(figure) > 0; }));
     ASSERT_TRUE(xdotool({"click", "3"}));
     ASSERT_TRUE(spinUntil([&] { return windows().size() > shown; })) << "the menu opens";
+    ASSERT_TRUE(xdotool({"key", "Up", "Right"}));
+    spinFor(300);
     ASSERT_TRUE(xdotool({"key", "Up", "Return"}));
     ASSERT_TRUE(again.process.waitForFinished(15000));
     EXPECT_EQ(again.process.exitStatus(), QProcess::NormalExit);

@@ -276,7 +276,7 @@ TEST_F(StageTest, TheContextMenuOpensOnlyWithACharacterChoosesAgentsAndHidesTheF
     };
     QMenu* menu = open();
     ASSERT_TRUE(menu);
-    EXPECT_EQ(items(menu), "Chat with Dorn…|New Conversation|-|Choose Agent|Hide|-|Quit Mirk Vantle Agents");
+    EXPECT_EQ(items(menu), "Chat with Dorn…|New Conversation|-|Choose Agent|Settings…|Hide");
     QMenu* agents = menu->actions().at(3)->menu();
     ASSERT_TRUE(agents);
     EXPECT_EQ(items(agents), "Dorn*|Lirra|Morvo|Pelka|-|Next Agent");
@@ -286,7 +286,7 @@ TEST_F(StageTest, TheContextMenuOpensOnlyWithACharacterChoosesAgentsAndHidesTheF
     menu = open();
     ASSERT_TRUE(menu);
     EXPECT_EQ(items(menu), "Chat with Pelka…|New Conversation|-|Today's Report|Open Reports Folder|-|Choose "
-                           "Agent|Hide|-|Quit Mirk Vantle Agents");
+                           "Agent|Settings…|Hide");
     agents = menu->actions().at(6)->menu();
     EXPECT_EQ(items(agents), "Dorn|Lirra|Morvo|Pelka*|-|Next Agent");
     EXPECT_EQ(choose(menu, agents->actions().last()), "dorn") << "the next after the last is the first";
@@ -294,7 +294,7 @@ TEST_F(StageTest, TheContextMenuOpensOnlyWithACharacterChoosesAgentsAndHidesTheF
     Settings::setValue(QLatin1String(Settings::Key::language), QStringLiteral("et"));
     menu = open();
     ASSERT_TRUE(menu);
-    EXPECT_EQ(items(menu), "Vestle Dorniga…|Uus vestlus|-|Vali agent|Peida|-|Sulge Mirk Vantle Agents");
+    EXPECT_EQ(items(menu), "Vestle Dorniga…|Uus vestlus|-|Vali agent|Seaded…|Peida");
     menu->close();
     Settings::setValue(QLatin1String(Settings::Key::language), QStringLiteral("en"));
 
@@ -303,7 +303,7 @@ TEST_F(StageTest, TheContextMenuOpensOnlyWithACharacterChoosesAgentsAndHidesTheF
     ASSERT_TRUE(stage->balloonPanel);
     menu = open();
     ASSERT_TRUE(menu);
-    menu->actions().at(4)->trigger();
+    menu->actions().at(5)->trigger();
     menu->close();
     EXPECT_FALSE(stage->balloonPanel);
     EXPECT_EQ(player().currentAnimation(), "Hide");

@@ -249,7 +249,7 @@ TEST_F(X11Test, EachNewDragIsCountedAndItsTypesReadFromTheSourceHoweverLateItNam
     EXPECT_EQ(Capture::kind(board->types()), Capture::Kind::text);
 }
 
-TEST_F(X11Test, ShortcutsFireWithAndWithoutNumLockAndOneHeldElsewhereFailsAlone) {
+TEST_F(X11Test, ShortcutsFireWithNumLockAndCapsLockInAnyStateAndOneHeldElsewhereFailsAlone) {
     OtherClient other;
     ASSERT_TRUE(other.ok());
     X11HotKeys keys(connection);
@@ -262,13 +262,21 @@ TEST_F(X11Test, ShortcutsFireWithAndWithoutNumLockAndOneHeldElsewhereFailsAlone)
     ASSERT_TRUE(runs("xdotool", {"key", "Num_Lock"}));
     ASSERT_TRUE(runs("xdotool", {"key", "ctrl+alt+7"}));
     const bool withNumLock = spinUntil([&] { return pressed7 == 2; });
+    ASSERT_TRUE(runs("xdotool", {"key", "Caps_Lock"}));
+    ASSERT_TRUE(runs("xdotool", {"key", "ctrl+alt+7"}));
+    const bool withBoth = spinUntil([&] { return pressed7 == 3; });
     ASSERT_TRUE(runs("xdotool", {"key", "Num_Lock"}));
+    ASSERT_TRUE(runs("xdotool", {"key", "ctrl+alt+7"}));
+    const bool withCapsLock = spinUntil([&] { return pressed7 == 4; });
+    ASSERT_TRUE(runs("xdotool", {"key", "Caps_Lock"}));
     EXPECT_TRUE(withNumLock);
+    EXPECT_TRUE(withBoth);
+    EXPECT_TRUE(withCapsLock);
 
     keys.release(seven);
     ASSERT_TRUE(runs("xdotool", {"key", "ctrl+alt+7"}));
     spinFor(200);
-    EXPECT_EQ(pressed7, 2) << "released";
+    EXPECT_EQ(pressed7, 4) << "released";
 
     // xdotool finds the keycode of 8 the same way we do; the other client grabs it first.
     X11HotKeys holder(other.connection);
