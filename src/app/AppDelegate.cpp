@@ -14,6 +14,8 @@
 #include "character/CharacterWindow.h"
 #include "platform/LinkAction.h"
 #include "platform/Services.h"
+#include "settings/SettingsModel.h"
+#include "settings/SettingsView.h"
 #include "stage/StageViewController.h"
 #include "time/StatusMenu.h"
 #include "time/TimeTracker.h"
@@ -24,18 +26,21 @@
 
 #include <QApplication>
 #include <QCoreApplication>
+#include <QScreen>
 
 #include <cstdio>
 #include <unistd.h>
 
 AppDelegate::AppDelegate(QObject* parent) : QObject(parent) {
     runLink = [this](const QUrl& url) { LinkCommands::run(url, *this); };
+    connect(&AppEvents::shared(), &AppEvents::settingsRequested, this, &AppDelegate::openSettings);
     if (auto* application = QCoreApplication::instance()) {
         connect(application, &QCoreApplication::aboutToQuit, this, &AppDelegate::applicationWillTerminate);
     }
 }
 
 AppDelegate::~AppDelegate() {
+    delete settingsWindow;
     // The stage takes its view out of the window before the window goes.
     delete stage;
     delete window;
@@ -115,6 +120,39 @@ void AppDelegate::openVantle() {
     if (const auto url = VantleClient::dashboardURL(QStringLiteral("/"))) {
         platform::openLink(*url);
     }
+}
+
+void AppDelegate::workspaceDidChange() {
+    // The old token goes first, so that one exchange with the new key serves the stream, the
+    // timer and the settings' check alike.
+    VantleClient::reset();
+    announcedKeyEnded = false;
+    VantleEvents::shared().restart();
+    Language::refreshWorkspaceLanguage();
+    TimeTracker::shared().forgetWorkspace();
+}
+
+void AppDelegate::openSettings() {
+    if (!qobject_cast<QApplication*>(QCoreApplication::instance())) {
+        return;
+    }
+    if (!settingsWindow) {
+        // Built once and kept for the run, so a second opening finds it where it was left.
+        settingsModel = new SettingsModel(this, this);
+        auto* view = new SettingsView(*settingsModel, this);
+        view->setWindowTitle(settingsTitle());
+        view->ensurePolished();
+        view->fitHeight();
+        // Back where the user left it; Qt keeps a restored place on a screen.
+        const QByteArray place = Settings::value(QStringLiteral("SettingsWindow")).toByteArray();
+        if (place.isEmpty() || !view->restoreGeometry(place)) {
+            view->move(view->screen()->availableGeometry().center() - view->rect().center());
+        }
+        settingsWindow = view;
+    }
+    settingsWindow->show();
+    settingsWindow->raise();
+    settingsWindow->activateWindow();
 }
 
 void AppDelegate::setUpStage() {

@@ -18,6 +18,7 @@ class StageViewController;
 class CharacterWindow;
 class StatusMenu;
 class HotKey;
+class SettingsModel;
 
 // Owns the running program: builds the figure and its window, starts the background services
 // in a fixed order, takes links from outside and sees the process out.
@@ -46,11 +47,17 @@ public:
     void openVantle();
     // Brings the figure back from hidden: a second launch without a link does this.
     void showAgent();
+    // A new desktop key or workspace address was stored: the old workspace's state goes and
+    // the stream starts again.
+    void workspaceDidChange();
+    // Opens the one settings window, or raises it.
+    void openSettings();
 
     StageViewController* stage = nullptr;
     CharacterWindow* window = nullptr;
     StatusMenu* statusMenu = nullptr;
     QPointer<QWidget> settingsWindow;
+    SettingsModel* settingsModel = nullptr;
     std::vector<HotKey*> shortcuts;
     DailyReportScheduler reports;
     // When the failure of an automatic report was last shown; one a day is enough.

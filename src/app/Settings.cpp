@@ -1,6 +1,8 @@
 #include "app/Settings.h"
 
 #include "app/AppIdentity.h"
+#include "base/Network.h"
+#include "base/Text.h"
 
 #include <QMutex>
 #include <QMutexLocker>
@@ -220,7 +222,10 @@ QStringList stringListValue(const QString& key) {
                                                                                          : QStringList();
 }
 
-std::optional<QUrl> vantleURL() {
+namespace {
+
+// The stored workspace address as the program reads it; none, with the reason, when it can't be used.
+std::optional<QUrl> readVantleURL(QString& problem) {
     const auto stored = storedValue(QLatin1String(Key::vantleURL));
     QString text = stored.typeId() == QMetaType::QString ? stored.toString().trimmed() : QString();
     while (text.endsWith(QLatin1Char('/'))) {
@@ -234,9 +239,35 @@ std::optional<QUrl> vantleURL() {
     }
     const QUrl url(text, QUrl::StrictMode);
     if (!url.isValid() || url.host().isEmpty()) {
+        problem = base::pick(QStringLiteral("The workspace address isn't a web address."),
+                             QStringLiteral("Tööruumi aadress ei ole veebiaadress."));
+        return std::nullopt;
+    }
+    const QString scheme = url.scheme().toLower();
+    if (scheme != QLatin1String("https") && scheme != QLatin1String("http")) {
+        problem = base::pick(QStringLiteral("The workspace address must begin with https://."),
+                             QStringLiteral("Tööruumi aadress peab algama https://."));
+        return std::nullopt;
+    }
+    if (scheme == QLatin1String("http") && !base::isThisComputer(url.host())) {
+        problem = base::pick(
+            QStringLiteral("Plain http is only for this computer: use https:// for the workspace."),
+            QStringLiteral("Krüptimata http on ainult selle arvuti jaoks: kasuta tööruumi jaoks https://."));
         return std::nullopt;
     }
     return url;
+}
+
+} // namespace
+
+std::optional<QUrl> vantleURL() {
+    QString problem;
+    return readVantleURL(problem);
+}
+
+std::optional<QString> vantleURLProblem() {
+    QString problem;
+    return readVantleURL(problem) ? std::nullopt : std::optional<QString>(problem);
 }
 
 QUrl ollamaURL() {

@@ -59,8 +59,11 @@ QString stringValue(const QString& key);
 QStringList stringListValue(const QString& key);
 
 // The workspace address: trimmed, trailing slashes removed, "https://" added when there is no
-// scheme, the default when empty. None when the text is no usable address.
+// scheme, the default when empty. None when the text is no usable address: not a web address,
+// or plain http to another computer, which would carry the key in the clear.
 std::optional<QUrl> vantleURL();
+// Why the stored workspace address can't be used, in words for the user; none when it can.
+std::optional<QString> vantleURLProblem();
 // The local model server's address; the default when empty or unusable.
 QUrl ollamaURL();
 // The language the workspace reported, when it is exactly "en" or "et".

@@ -1,5 +1,6 @@
 #include "base/Network.h"
 
+#include <QHostAddress>
 #include <QNetworkAccessManager>
 
 #include <memory>
@@ -92,6 +93,11 @@ void ReplyAwaiter::await_suspend(std::coroutine_handle<> handle) {
         }
         wake = Scheduler::current().after(0, [handle] { handle.resume(); });
     });
+}
+
+bool isThisComputer(const QString& host) {
+    return host.compare(QLatin1String("localhost"), Qt::CaseInsensitive) == 0 ||
+           QHostAddress(host).isLoopback();
 }
 
 } // namespace base

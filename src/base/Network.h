@@ -27,6 +27,9 @@ QNetworkAccessManager& network();
 // that its escapes reach the server as they were written; invalid when the result doesn't parse.
 QUrl appended(const QUrl& base, const QString& path);
 
+// Whether a host name is this computer, the only place reached without encryption.
+bool isThisComputer(const QString& host);
+
 // co_await finished(reply, cancel): resumes when the reply has finished or was deleted. A cancel
 // aborts the reply and resumes on the next turn of the loop. Yields false when cancelled. The
 // reply stays the caller's to delete.

@@ -1,16 +1,13 @@
 #include "app/AppDelegate.h"
 #include "app/AppIdentity.h"
-#include "app/Language.h"
 #include "app/Settings.h"
+#include "base/Network.h"
 #include "base/Text.h"
 #include "stage/StageViewController.h"
-#include "time/TimeTracker.h"
 #include "workspace/Keychain.h"
 #include "workspace/LinkCommands.h"
 #include "workspace/VantleClient.h"
-#include "workspace/VantleEvents.h"
 
-#include <QHostAddress>
 #include <QLabel>
 #include <QMessageBox>
 #include <QPointer>
@@ -21,11 +18,6 @@ namespace {
 
 // Longer than any workspace address; the user could not read such an address to judge it.
 constexpr qsizetype longestAddress = 2000;
-
-// Only this computer may be reached without encryption.
-bool isThisComputer(const QString& host) {
-    return host == QLatin1String("localhost") || QHostAddress(host).isLoopback();
-}
 
 // An address a link may store: none at all, any https address, or plain http to this computer.
 bool isAllowed(const QString& address) {
@@ -38,7 +30,7 @@ bool isAllowed(const QString& address) {
     }
     const QString lower = address.toLower();
     return lower.startsWith(QLatin1String("https://")) ||
-           (lower.startsWith(QLatin1String("http://")) && isThisComputer(url.host()));
+           (lower.startsWith(QLatin1String("http://")) && base::isThisComputer(url.host()));
 }
 
 // The user's yes, with the address the program is going to talk to in plain sight.
@@ -121,10 +113,7 @@ void connect(const std::optional<QString>& workspace, const QString& key, AppDel
         Settings::setValue(QLatin1String(Settings::Key::vantleURL), address);
     }
     Keychain::save(key, QLatin1String(Keychain::desktopKeyAccount));
-    self->announcedKeyEnded = false;
-    VantleEvents::shared().restart();
-    Language::refreshWorkspaceLanguage();
-    TimeTracker::shared().forgetWorkspace();
+    self->workspaceDidChange();
     if (self->stage) {
         self->stage->appear(false);
     }

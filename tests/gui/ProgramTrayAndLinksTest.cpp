@@ -236,3 +236,43 @@ TEST_F(ProgramTrayAndLinks, XdgOpenHandsLinksToTheInstalledRunningCopyAndConnect
         << "the event stream starts with the new key";
     EXPECT_TRUE(program.terminate());
 }
+
+TEST_F(ProgramTrayAndLinks, WithoutAKeyTheBalloonOpensTheSettingsAndAKeyTypedThereConnects) {
+    SimProcess sim;
+    ASSERT_TRUE(sim.isRunning());
+    useWorkspace(sim);
+    Program program(home.path());
+    ASSERT_FALSE(program.window("Dorn").isEmpty());
+    ASSERT_TRUE(xdotool({"key", "ctrl+alt+space"}));
+    const QString balloon =
+        program.window("Mirk Vantle Agents", [](const QRect& r) { return r.width() > 48; });
+    ASSERT_FALSE(balloon.isEmpty()) << "the balloon says that nothing is connected";
+    spinFor(500);
+    const QRect at = geometryOf(balloon);
+    screenshot(at, "not-connected.png");
+    ASSERT_TRUE(xdotool({"mousemove", QString::number(at.center().x()), QString::number(at.center().y())}));
+    ASSERT_TRUE(xdotool({"click", "1"}));
+    const QString form = program.window("Mirk Vantle Agents Settings");
+    ASSERT_FALSE(form.isEmpty()) << "its click opens the settings";
+    ASSERT_TRUE(xdotool({"windowactivate", "--sync", form}));
+    spinFor(300);
+    // Without a key, the key field has the focus.
+    ASSERT_TRUE(xdotool({"type", "--delay", "30", sim.desktopKey()}));
+    const bool exchanged =
+        spinUntil([&] { return requestsEndingWith(sim, "/api/auth/desktop/token") > 0; }, 15000);
+    spinFor(500);
+    screenshot(geometryOf(form), "settings-connected.png");
+    ASSERT_TRUE(exchanged);
+    EXPECT_EQ(requestsEndingWith(sim, "/api/auth/desktop/token"), 1) << "one exchange for the whole key";
+    const auto exchange = [&] {
+        for (const auto& r : sim.requests()) {
+            if (r.toObject().value("path").toString().endsWith("/api/auth/desktop/token")) {
+                return r.toObject();
+            }
+        }
+        return QJsonObject{};
+    }();
+    EXPECT_EQ(exchange.value("headers").toObject().value("authorization").toString(),
+              "Bearer " + sim.desktopKey());
+    EXPECT_TRUE(program.terminate());
+}

@@ -14,6 +14,7 @@ bool FakeSecretStore::write(const QString& account, const QString& value) {
         return false;
     }
     secrets.insert(account, value);
+    ++writes;
     return true;
 }
 

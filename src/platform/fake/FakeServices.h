@@ -40,6 +40,7 @@ public:
     void remove(const QString& account) override { secrets.remove(account); }
     Location location() override { return where; }
     QMap<QString, QString> secrets;
+    int writes = 0;
     bool answers = true;
     bool writable = true;
     Location where = Location::keyring;
@@ -103,11 +104,16 @@ public:
 class FakeAutostart final : public Autostart {
 public:
     bool isEnabled() override { return enabled; }
-    bool setEnabled(bool value) override {
+    std::optional<QString> setEnabled(bool value) override {
+        if (refusal) {
+            return refusal;
+        }
         enabled = value;
-        return true;
+        return std::nullopt;
     }
     bool enabled = false;
+    // Set: every change fails with this reason.
+    std::optional<QString> refusal;
 };
 
 class FakeWindowTraits final : public WindowTraits {

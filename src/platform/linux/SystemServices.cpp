@@ -9,15 +9,19 @@
 #include "platform/linux/X11IdleTime.h"
 #include "platform/linux/X11Pointer.h"
 #include "platform/linux/X11WindowTraits.h"
+#include "platform/linux/XdgAutostart.h"
 #include "platform/linux/XdgDesktop.h"
 
 #include "app/AppIdentity.h"
+
+#include <QCoreApplication>
 
 namespace platform {
 
 Services systemServices() {
     Services s;
     s.desktop = std::make_shared<XdgDesktop>();
+    s.autostart = std::make_shared<XdgAutostart>(QCoreApplication::applicationFilePath());
     s.speech = std::make_shared<SystemSpeech>();
     s.secretStore =
         std::make_shared<SystemSecretStore>(QLatin1String(AppIdentity::name), AppIdentity::supportURL());

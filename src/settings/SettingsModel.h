@@ -1,0 +1,73 @@
+#pragma once
+
+#include "base/Scheduler.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QStringList>
+#include <QTime>
+
+#include <optional>
+
+class AppDelegate;
+
+// What the settings form needs beyond storing a value: the desktop key, the live connection
+// line, the local models, launch at login and whether window titles can be read. Tells the
+// form to redraw through changed().
+class SettingsModel : public QObject {
+    Q_OBJECT
+public:
+    // A typed key counts once the typing has paused this long, so that a burst of keystrokes
+    // stores the key and asks the workspace once, for the last text.
+    static constexpr double keyPause = 0.6;
+
+    explicit SettingsModel(AppDelegate* app, QObject* parent = nullptr);
+
+    QString vantleKey;
+    QString vantleStatus;
+    bool launchAtLogin = false;
+    std::optional<QString> launchAtLoginError;
+    QStringList ollamaModels;
+    QString ollamaStatus;
+    bool canReadWindowTitles = true;
+    bool recordWindowTitles = false;
+    QTime reportTime;
+
+    // Brings everything up to date; the form calls it when it appears and when the language
+    // changes.
+    void refresh();
+    void loadOllamaModels();
+    // The workspace address was submitted: a new workspace with the same key.
+    void workspaceSubmitted();
+
+    void setVantleKey(const QString& key);
+    void setRecordWindowTitles(bool on);
+    void setReportTime(const QTime& time);
+    void setLaunchAtLogin(bool on);
+
+    // The report time of a number of minutes after midnight; 00:00 for what isn't a time of day.
+    static QTime timeFromMinutes(int minutes);
+    // "Same as Vantle", with the workspace's language in brackets when it has told it.
+    static QString automaticLanguageLabel();
+    // The report model picker's values after its first entry: the installed models and the
+    // stored one, distinct, non-empty, in ascending order.
+    static QStringList reportModelChoices(const QStringList& installed, const QString& stored);
+    // Whether the key is kept in the keyring, or in the private file where no keyring answers.
+    static bool keyInKeyring();
+
+signals:
+    void changed();
+
+private:
+    void commitKey();
+    // A new key or address: the program lets go of the old workspace, then checks the new one.
+    void switchWorkspace();
+    void checkConnection();
+
+    QPointer<AppDelegate> app;
+    // The key as last stored, trimmed; a field that matches it needs no switch.
+    QString storedKey;
+    base::Timer keyTyping;
+    // Each check takes the next number; an answer whose number has passed is stale.
+    quint64 connectionChecks = 0;
+};

@@ -1,0 +1,256 @@
+#include "settings/SettingsView.h"
+#include "activity/ActivityRecorder.h"
+#include "app/AppDelegate.h"
+#include "app/AppEvents.h"
+#include "app/Settings.h"
+#include "base/VirtualScheduler.h"
+#include "platform/fake/FakeServices.h"
+#include "settings/SettingsModel.h"
+#include "support/SpinUntil.h"
+#include "support/TestEnvironment.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDir>
+#include <QFormLayout>
+#include <QGroupBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QTest>
+#include <QTimeEdit>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// Every text of the form, row by row: section titles, row labels, the controls' own texts and
+// the notes that show.
+QStringList texts(const SettingsView& view) {
+    QStringList out;
+    QSet<const QWidget*> seen;
+    for (const auto* box : view.findChildren<QGroupBox*>()) {
+        out << "# " + box->title();
+        const auto* rows = qobject_cast<const QFormLayout*>(box->layout());
+        for (int row = 0; row < rows->rowCount(); ++row) {
+            for (const auto role :
+                 {QFormLayout::LabelRole, QFormLayout::FieldRole, QFormLayout::SpanningRole}) {
+                const auto* item = rows->itemAt(row, role);
+                QWidget* widget = item ? item->widget() : nullptr;
+                if (!widget || widget->isHidden()) {
+                    continue;
+                }
+                QList<QWidget*> parts{widget};
+                parts += widget->findChildren<QWidget*>();
+                for (auto* part : parts) {
+                    if (part->isHidden() || seen.contains(part)) {
+                        continue;
+                    }
+                    seen.insert(part);
+                    if (auto* label = qobject_cast<QLabel*>(part); label && !label->text().isEmpty()) {
+                        out << label->text();
+                    } else if (auto* button = qobject_cast<QAbstractButton*>(part)) {
+                        out << "[" + button->text() + "]";
+                    } else if (auto* combo = qobject_cast<QComboBox*>(part)) {
+                        QStringList entries;
+                        for (int i = 0; i < combo->count(); ++i) {
+                            entries << combo->itemText(i);
+                        }
+                        out << "{" + entries.join("|") + "}";
+                    }
+                }
+            }
+        }
+    }
+    return out;
+}
+
+std::string lines(const QStringList& list) {
+    return list.join('\n').toStdString();
+}
+
+class SettingsViewTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        TestEnvironment::freshSettings();
+        // Nobody answers at either address, so the lines settle at once.
+        Settings::setValue(QLatin1String(Settings::Key::vantleURL), "http://127.0.0.1:1/app");
+        Settings::setValue(QLatin1String(Settings::Key::ollamaURL), "http://127.0.0.1:1");
+        Settings::setValue(QLatin1String(Settings::Key::language), "en");
+        services.secretStore->where = platform::SecretStore::Location::file;
+    }
+    void TearDown() override {
+        emit ActivityRecorder::shared().canSeeApplicationsChanged(true);
+        app.reset();
+    }
+    SettingsView& open() {
+        app->openSettings();
+        auto* view = qobject_cast<SettingsView*>(app->settingsWindow.data());
+        EXPECT_TRUE(view);
+        EXPECT_TRUE(QTest::qWaitForWindowExposed(view));
+        spinUntil([&] { return view->ollamaLine->text() != "Checking…"; }, 6000);
+        return *view;
+    }
+    static void save(QWidget& window, const QString& name) {
+        QDir().mkpath(MIRK_ARTEFACTS_DIR);
+        window.grab().save(QString(MIRK_ARTEFACTS_DIR) + "/" + name);
+    }
+
+    platform::fake::FakeServices services;
+    base::VirtualScheduler scheduler;
+    std::unique_ptr<AppDelegate> app = std::make_unique<AppDelegate>();
+};
+
+} // namespace
+
+TEST_F(SettingsViewTest, EveryRowInBothLanguagesAndTheFormRedrawsWhenTheLanguageChanges) {
+    SettingsView& view = open();
+    EXPECT_EQ(view.windowTitle(), "Mirk Vantle Agents Settings");
+    EXPECT_EQ(view.width(), SettingsView::formWidth);
+    EXPECT_EQ(view.key->echoMode(), QLineEdit::Password);
+    QStringList english = texts(view);
+    const QString ollamaLine = view.ollamaLine->text();
+    english.removeAll(ollamaLine);
+    EXPECT_EQ(
+        lines(english),
+        lines(QStringList{
+            "# Vantle",
+            "Workspace",
+            "Desktop key",
+            "Not connected.",
+            "[Get a key…]",
+            "In Vantle: Personal settings → Signed-in devices → Connect desktop app. No keyring answers on "
+            "this computer, so the key is kept in a file that only you can read. It opens only chat, "
+            "notifications, adding files and deciding approvals sent to you. Remove the desktop app from "
+            "that list to disconnect it.",
+            "[Show Vantle notifications]",
+            "# Daily report",
+            "[Record which apps I use (stays on this computer)]",
+            "[Include window titles]",
+            "Write the report at",
+            "Report model",
+            "{First installed model}",
+            "Ollama address",
+            "[Refresh]",
+            "Reports are written by Ollama on this computer and never sent to Vantle. Activity logs are "
+            "kept for 30 days.",
+            "Leave out",
+            "Apps that are never recorded: their window classes, one per line, such as firefox.",
+            "[Write Today's Report]",
+            "[Open Reports Folder]",
+            "# Assistant",
+            "Size",
+            "{Original|Double}",
+            "[Idle animations]",
+            "[Speak answers aloud]",
+            "# General",
+            "Language",
+            "{Same as Vantle|English|Eesti}",
+            "[Launch at login]",
+            "Summon the chat anywhere with Ctrl+Alt+Space."}));
+    EXPECT_FALSE(ollamaLine.startsWith("Running")) << "nobody answers there";
+    EXPECT_EQ(view.reportTime->time(), QTime(17, 30));
+    save(view, "settings-en.png");
+
+    // Estonian, picked in the form itself; the workspace's language shows in brackets.
+    Settings::setValue(QLatin1String(Settings::Key::workspaceLanguage), "et");
+    view.language->setCurrentIndex(2);
+    emit view.language->activated(2);
+    EXPECT_EQ(Settings::stringValue(QLatin1String(Settings::Key::language)), "et");
+    EXPECT_EQ(view.windowTitle(), "Mirk Vantle Agents seaded");
+    spinUntil([&] { return view.ollamaLine->text() != "Kontrollin…"; }, 6000);
+    QStringList estonian = texts(view);
+    estonian.removeAll(view.ollamaLine->text());
+    EXPECT_EQ(
+        estonian,
+        (QStringList{
+            "# Vantle",
+            "Tööruum",
+            "Töölaua võti",
+            "Pole ühendatud.",
+            "[Hangi võti…]",
+            "Vantles: Isiklikud seaded → Sisse logitud seadmed → Ühenda töölaua agendid. Selles arvutis "
+            "ei vasta ükski võtmehoidla, seega hoitakse võtit failis, mida saad lugeda ainult sina. See "
+            "avab ainult vestluse, teavitused, failide lisamise ja sulle saadetud kinnituste "
+            "otsustamise. Ühenduse katkestamiseks eemalda töölauarakendus sellest loendist.",
+            "[Näita Vantle teavitusi]",
+            "# Päeva aruanne",
+            "[Salvesta, milliseid rakendusi kasutan (jääb sellesse arvutisse)]",
+            "[Kaasa akende pealkirjad]",
+            "Kirjuta aruanne kell",
+            "Aruande mudel",
+            "{Esimene paigaldatud mudel}",
+            "Ollama aadress",
+            "[Värskenda]",
+            "Aruanded kirjutab Ollama selles arvutis ja neid ei saadeta kunagi Vantlesse. "
+            "Tegevuslogisid hoitakse 30 päeva.",
+            "Jäta välja",
+            "Rakendused, mida ei salvestata kunagi: nende aknaklassid, üks rea kohta, näiteks firefox.",
+            "[Kirjuta tänane aruanne]",
+            "[Ava aruannete kaust]",
+            "# Assistent",
+            "Suurus",
+            "{Algne|Kahekordne}",
+            "[Animatsioonid jõudeajal]",
+            "[Loe vastused ette]",
+            "# Üldine",
+            "Keel",
+            "{Sama mis Vantles (Eesti)|English|Eesti}",
+            "[Käivita sisselogimisel]",
+            "Ava vestlus kõikjal klahvidega Ctrl+Alt+Space."}));
+    save(view, "settings-et.png");
+}
+
+TEST_F(SettingsViewTest, ControlsWriteTheirSettingsAndTheWindowComesBackWhereItWasLeft) {
+    SettingsView& view = open();
+    int sizeChanges = 0;
+    QObject::connect(&AppEvents::shared(), &AppEvents::settingsDidChange, &view, [&] { ++sizeChanges; });
+    view.scale->setCurrentIndex(1);
+    emit view.scale->activated(1);
+    EXPECT_EQ(Settings::doubleValue(QLatin1String(Settings::Key::scale)), 2.0);
+    EXPECT_EQ(sizeChanges, 1);
+    view.speakAnswers->click();
+    EXPECT_TRUE(Settings::boolValue(QLatin1String(Settings::Key::speakAnswers)));
+    view.excludedApps->setPlainText(" firefox \n\nXTerm\nfirefox\n");
+    EXPECT_EQ(Settings::stringListValue(QLatin1String(Settings::Key::excludedApps)),
+              (QStringList{"firefox", "XTerm"}));
+    view.reportTime->setTime(QTime(8, 5));
+    EXPECT_EQ(Settings::intValue(QLatin1String(Settings::Key::reportMinutes)), 485);
+
+    // Titles: the row about them shows only where they can't be read; recording off greys them.
+    view.windowTitles->click();
+    EXPECT_TRUE(Settings::boolValue(QLatin1String(Settings::Key::recordWindowTitles)));
+    EXPECT_TRUE(view.titlesNote->isHidden()) << "on X11 titles can be read";
+    emit ActivityRecorder::shared().canSeeApplicationsChanged(false);
+    EXPECT_FALSE(view.titlesNote->isHidden());
+    view.recordActivity->click();
+    EXPECT_FALSE(view.windowTitles->isEnabled());
+    EXPECT_TRUE(view.windowTitles->isChecked()) << "greyed, and keeps its value";
+
+    // A refused launch at login springs back, with the reason in red.
+    services.autostart->refusal = QStringLiteral("Couldn't write the entry: Read-only file system");
+    view.launchAtLogin->click();
+    EXPECT_FALSE(view.launchAtLogin->isChecked());
+    EXPECT_FALSE(view.launchError->isHidden());
+    EXPECT_EQ(view.launchError->text(), "Couldn't write the entry: Read-only file system");
+    services.autostart->refusal.reset();
+    view.launchAtLogin->click();
+    EXPECT_TRUE(services.autostart->enabled);
+    EXPECT_TRUE(view.launchError->isHidden());
+
+    // Escape closes; the next opening is the same window, where the user left it.
+    view.move(view.pos() + QPoint(40, 0));
+    spinFor(100);
+    const QPoint place = view.pos();
+    QTest::keyClick(&view, Qt::Key_Escape);
+    EXPECT_FALSE(view.isVisible());
+    SettingsView& again = open();
+    EXPECT_EQ(&again, &view);
+    EXPECT_EQ(again.pos(), place);
+    // And in the next run, from the stored place.
+    app.reset();
+    app = std::make_unique<AppDelegate>();
+    SettingsView& next = open();
+    EXPECT_EQ(next.pos(), place);
+}
