@@ -5,14 +5,17 @@
 #     one core) and RSS over the measuring time, which takes in the 60-second poll and the
 #     30-second redraw of the icon's tooltip;
 #   - from `xdg-open mirkvantle:say?...` to the balloon on screen in the running copy, for a copy
-#     installed into a prefix as a user would, median and worst of the runs.
-# Usage: bench/tray-and-links.sh [release-build-dir] [seconds] [links]
+#     installed into a prefix as a user would, median and worst of the runs;
+#   - from the click on "Settings…" in the tray menu to the settings window on screen, the first
+#     opening of a fresh start, over several starts.
+# Usage: bench/tray-and-links.sh [release-build-dir] [seconds] [links] [starts]
 # Uses $DISPLAY when set; otherwise starts Xvfb with xcompmgr (and openbox) itself.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=${1:-$root/build/bench}
 seconds=${2:-150}
 links=${3:-20}
+starts=${4:-5}
 sim="$build/tools/workspace-sim/workspace-sim"
 for f in "$build/src/mirkvantle-agents" "$sim"; do
   [ -x "$f" ] || { echo "missing $f: build the Release tree with the tools first" >&2; exit 1; }
@@ -106,4 +109,34 @@ import statistics, sys
 missed, t = int(sys.argv[1]), sorted(int(x) for x in sys.argv[2:])
 print(f"xdg-open to balloon on screen, {len(t)} links: median {statistics.median(t):.0f} ms, "
       f"worst {t[-1]} ms; {missed} not seen within 10 s")
+PY
+
+# The settings window, opened from the tray as a user would: the menu's third row from the end.
+icon_of() {
+  for w in $(xdotool search --onlyvisible --pid "$1" 2>/dev/null); do
+    eval "$(xdotool getwindowgeometry --shell "$w")"
+    if [ "$WIDTH" -le 48 ] && [ "$HEIGHT" -le 48 ]; then echo "$w"; return; fi
+  done
+}
+opens=()
+for i in $(seq "$starts"); do
+  kill "$app" 2>/dev/null || true
+  wait "$app" 2>/dev/null || true
+  mirkvantle-agents >/dev/null 2>&1 & app=$!; pids+=("$app")
+  icon=""
+  until [ -n "$icon" ]; do sleep 0.1; icon=$(icon_of "$app"); done
+  sleep 2
+  eval "$(xdotool getwindowgeometry --shell "$icon")"
+  xdotool mousemove $((X + WIDTH / 2)) $((Y + HEIGHT / 2)) click 1
+  sleep 0.5
+  xdotool key Up Up
+  t0=$(now)
+  xdotool key Return
+  until xdotool search --onlyvisible --name 'Settings$' >/dev/null 2>&1; do sleep 0.002; done
+  opens+=($(( ($(now) - t0) / 1000000 )))
+done
+python3 - "${opens[@]}" <<'PY'
+import statistics, sys
+t = sorted(int(x) for x in sys.argv[1:])
+print(f"Settings… to the window on screen, first opening, {len(t)} starts: median {statistics.median(t):.0f} ms, worst {t[-1]} ms")
 PY
