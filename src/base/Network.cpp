@@ -32,8 +32,21 @@ QNetworkReply::NetworkError failureOf(QNetworkReply::NetworkError error) {
 
 QCoro::Task<HttpResponse> request(QNetworkRequest request, QByteArray verb, QByteArray body, Cancel cancel,
                                   qint64 limit) {
+    return response(network().sendCustomRequest(request, verb, body), std::move(cancel), limit);
+}
+
+QCoro::Task<HttpResponse> request(QNetworkRequest request, QByteArray verb, std::unique_ptr<QIODevice> body,
+                                  Cancel cancel, qint64 limit) {
+    QIODevice* device = body.get();
+    QNetworkReply* reply = network().sendCustomRequest(request, verb, device);
+    // The body is read while the request goes out, and goes with the reply.
+    body.release()->setParent(reply);
+    return response(reply, std::move(cancel), limit);
+}
+
+QCoro::Task<HttpResponse> response(QNetworkReply* sent, Cancel cancel, qint64 limit) {
     std::unique_ptr<QNetworkReply, void (*)(QNetworkReply*)> reply(
-        network().sendCustomRequest(request, verb, body), [](QNetworkReply* r) { r->deleteLater(); });
+        sent, [](QNetworkReply* r) { r->deleteLater(); });
     // Checked as the bytes come, so that a huge body is never held whole.
     auto tooLarge = std::make_shared<bool>(false);
     QNetworkReply* raw = reply.get();

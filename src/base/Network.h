@@ -75,6 +75,12 @@ inline constexpr qint64 replyLimit = 8 * 1024 * 1024;
 // it does, and fails as tooLarge.
 QCoro::Task<HttpResponse> request(QNetworkRequest request, QByteArray verb, QByteArray body = {},
                                   Cancel cancel = {}, qint64 limit = replyLimit);
+// The same with a body read from a device as it goes out, so that a large body is never held
+// whole. The device must know its size; it is deleted with the reply.
+QCoro::Task<HttpResponse> request(QNetworkRequest request, QByteArray verb, std::unique_ptr<QIODevice> body,
+                                  Cancel cancel = {}, qint64 limit = replyLimit);
+// Waits for the whole reply of a request already sent, and takes it over.
+QCoro::Task<HttpResponse> response(QNetworkReply* reply, Cancel cancel = {}, qint64 limit = replyLimit);
 
 inline ReplyAwaiter finished(QNetworkReply* reply, Cancel cancel = {}) {
     return ReplyAwaiter(reply, std::move(cancel));

@@ -7,6 +7,7 @@ namespace VantleClient {
 QString ClientError::localizedDescription() const {
     switch (kind) {
     case Kind::api:
+    case Kind::file:
         return text;
     case Kind::notConnected:
         return base::pick(

@@ -126,8 +126,15 @@ void reset() {
     TokenStore::shared().reset();
 }
 
-QCoro::Task<Result<QByteArray>> send(QByteArray method, QString path, std::optional<QByteArray> data,
-                                     QString contentType, double timeout, base::Cancel cancel) {
+namespace {
+
+// One attempt at a request that already carries the address, the token and the headers.
+using Attempt = std::function<QCoro::Task<base::HttpResponse>(QNetworkRequest)>;
+
+// The authorised road of every call: a token, the request, and once a fresh token after a 401.
+// The attempt lives in the caller's frame, which waits for this one.
+QCoro::Task<Result<QByteArray>> authorised(QString path, std::optional<QString> contentType, double timeout,
+                                           base::Cancel cancel, const Attempt& attempt) {
     for (bool retried = false;; retried = true) {
         const auto token = co_await TokenStore::shared().token(cancel);
         if (!token) {
@@ -141,10 +148,10 @@ QCoro::Task<Result<QByteArray>> send(QByteArray method, QString path, std::optio
         request.setTransferTimeout(milliseconds(timeout));
         request.setRawHeader("Accept", "application/json");
         request.setRawHeader("Authorization", "Bearer " + token->toUtf8());
-        if (data) {
-            request.setHeader(QNetworkRequest::ContentTypeHeader, contentType);
+        if (contentType) {
+            request.setHeader(QNetworkRequest::ContentTypeHeader, *contentType);
         }
-        const auto response = co_await base::request(request, method, data.value_or(QByteArray()), cancel);
+        const auto response = co_await attempt(request);
         if (const auto failure = failureOf(response)) {
             co_return *failure;
         }
@@ -157,6 +164,29 @@ QCoro::Task<Result<QByteArray>> send(QByteArray method, QString path, std::optio
         }
         co_return apiError(response.body, response.status);
     }
+}
+
+} // namespace
+
+QCoro::Task<Result<QByteArray>> send(QByteArray method, QString path, std::optional<QByteArray> data,
+                                     QString contentType, double timeout, base::Cancel cancel) {
+    const auto type = data ? std::optional<QString>(contentType) : std::nullopt;
+    // Named, not a temporary of the co_await: GCC 12 destroys such a temporary twice.
+    Attempt attempt = [method, data, cancel](QNetworkRequest request) {
+        return base::request(request, method, data.value_or(QByteArray()), cancel);
+    };
+    co_return co_await authorised(path, type, timeout, cancel, attempt);
+}
+
+QCoro::Task<Result<QByteArray>> sendStreamed(QByteArray method, QString path,
+                                             std::function<std::unique_ptr<QIODevice>()> body,
+                                             QString contentType, double timeout, base::Cancel cancel) {
+    Attempt attempt = [method, body, cancel](QNetworkRequest request) {
+        auto device = body();
+        request.setHeader(QNetworkRequest::ContentLengthHeader, device->size());
+        return base::request(request, method, std::move(device), cancel);
+    };
+    co_return co_await authorised(path, contentType, timeout, cancel, attempt);
 }
 
 QByteArray jsonBody(const QJsonObject& object) {

@@ -5,16 +5,20 @@
 #include "workspace/ChatChoice.h"
 #include "workspace/ClientError.h"
 #include "workspace/TurnProgress.h"
+#include "workspace/VantleDocument.h"
 
 #include "app/VantleAgent.h"
 
 #include <QByteArray>
 #include <QCoro/QCoroTask>
+#include <QIODevice>
 #include <QJsonObject>
 #include <QSet>
 #include <QString>
 #include <QUrl>
 
+#include <functional>
+#include <memory>
 #include <optional>
 
 struct VantleApproval;
@@ -42,6 +46,19 @@ std::optional<QUrl> dashboardURL(const QString& path, const std::optional<QUrl>&
 // on silence, in seconds.
 QCoro::Task<Result<QByteArray>> send(QByteArray method, QString path, std::optional<QByteArray> data,
                                      QString contentType, double timeout, base::Cancel cancel = {});
+// The same with a body read from a device as it goes out. body makes a fresh device, opened and
+// of known size, for each attempt: a retry after a 401 sends the same bytes again.
+QCoro::Task<Result<QByteArray>> sendStreamed(QByteArray method, QString path,
+                                             std::function<std::unique_ptr<QIODevice>()> body,
+                                             QString contentType, double timeout, base::Cancel cancel = {});
+
+// A local file into the knowledge base's "Uploads", and a message file (RFC 822) to the inbox.
+// The file is read as it is sent, never whole; one that can't be read fails before anything goes.
+QCoro::Task<Result<VantleDocument>> upload(QString path);
+QCoro::Task<Result<ForwardedEmail>> forwardEmail(QString path);
+// The records of their replies: a document needs its id; a forwarded message takes any object.
+std::optional<VantleDocument> documentFrom(const QJsonObject& reply, const QString& path);
+ForwardedEmail emailFrom(const QJsonObject& reply, const QString& path);
 // A JSON request whose answer is one JSON object; any other answer is a badResponse.
 QCoro::Task<Result<QJsonObject>> sendForObject(QByteArray method, QString path,
                                                std::optional<QByteArray> data, double timeout,

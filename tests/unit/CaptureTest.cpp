@@ -1,5 +1,10 @@
 #include "capture/Capture.h"
 
+#include <QBuffer>
+#include <QCoreApplication>
+#include <QFile>
+#include <QFileInfo>
+#include <QImage>
 #include <QMimeData>
 #include <QUrl>
 
@@ -67,4 +72,108 @@ TEST(Capture, TheDragAsXNamesItAndAsQtShowsItAreJudgedAlikeFromTheTypesAlone) {
     QMimeData nothing;
     nothing.setData("application/x-private", "x");
     EXPECT_FALSE(Capture::kind(&nothing));
+}
+
+namespace {
+
+// What read gives for an offer, once its completion has run.
+Capture::Captured captured(const QMimeData& data, const std::optional<QString>& app = std::nullopt) {
+    std::optional<Capture::Captured> out;
+    bool returned = false;
+    Capture::read(&data, app, [&](Capture::Captured c) {
+        EXPECT_TRUE(returned) << "the completion runs after read has returned";
+        out = std::move(c);
+    });
+    returned = true;
+    EXPECT_FALSE(out);
+    for (int i = 0; i < 100 && !out; ++i) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    }
+    return out.value_or(Capture::Captured{});
+}
+
+QByteArray contents(const QString& path) {
+    QFile file(path);
+    file.open(QIODevice::ReadOnly);
+    return file.readAll();
+}
+
+} // namespace
+
+TEST(Capture, TablesBecomeCsvByTheirShapeAndNamesFollowTheRule) {
+    EXPECT_EQ(Capture::csv("a\tb"), "a,b\n");
+    EXPECT_EQ(Capture::csv("a\tb\r\nc\td\re"), "a,b\nc,d\ne\n") << "2 of 3 rows full is a table; short rows stay short";
+    EXPECT_FALSE(Capture::csv("a\nb\tc")) << "1 of 2 is not";
+    EXPECT_FALSE(Capture::csv("a\tb\n\n")) << "only the last empty line goes; the other is a row";
+    EXPECT_FALSE(Capture::csv("plain words"));
+    EXPECT_FALSE(Capture::csv(""));
+    EXPECT_EQ(Capture::csv("x;y\t\"q\"\tp,q\tline\nbreak"), std::nullopt) << "the break makes a second row of one cell";
+    EXPECT_EQ(Capture::csv("x;y\t\"q\"\tp,q\tplain"), "\"x;y\",\"\"\"q\"\"\",\"p,q\",plain\n");
+
+    const QDateTime at(QDate(2026, 11, 23), QTime(9, 30));
+    EXPECT_EQ(Capture::fileName("A/B: C", "copied text", at, ".txt"), "A-B. C – copied text 09.30.txt");
+    EXPECT_EQ(Capture::fileName("Tables", "copied cells", QDateTime(QDate(2026, 1, 2), QTime(14, 7)), ".csv"),
+              "Tables – copied cells 14.07.csv");
+
+    Capture::Captured sorted;
+    sorted.add({"/x/Letter.EML", "/x/Letter.eml.pdf", "/x/notes"});
+    EXPECT_EQ(sorted.emails, QStringList{"/x/Letter.EML"});
+    EXPECT_EQ(sorted.files, (QStringList{"/x/Letter.eml.pdf", "/x/notes"}));
+}
+
+TEST(Capture, ReadTakesFilesOrWritesTheContentIntoAPrivateFolderOfItsOwn) {
+    QMimeData files;
+    files.setUrls({QUrl::fromLocalFile("/tmp/a.pdf"), QUrl("https://example.com/page"),
+                   QUrl::fromLocalFile("/tmp/Mail.eml")});
+    files.setText("ignored when there are files");
+    auto c = captured(files);
+    EXPECT_EQ(c.files, QStringList{"/tmp/a.pdf"});
+    EXPECT_EQ(c.emails, QStringList{"/tmp/Mail.eml"});
+
+    // A link dragged out of a browser is text, and is written as such.
+    QMimeData link;
+    link.setUrls({QUrl("https://example.com/page")});
+    link.setHtml("<a href=\"https://example.com/page\">page</a>");
+    link.setText("https://example.com/page");
+    c = captured(link, QStringLiteral("Browser"));
+    ASSERT_EQ(c.files.size(), 1);
+    EXPECT_TRUE(c.files.first().endsWith(".txt"));
+    EXPECT_EQ(contents(c.files.first()), "https://example.com/page");
+
+    QMimeData cells;
+    cells.setData("text/tab-separated-values", "Name\tHours\nMari\t7,5\n");
+    cells.setText("not this");
+    c = captured(cells, QStringLiteral("Sheets/Work: Q3"));
+    ASSERT_EQ(c.files.size(), 1);
+    const QFileInfo table(c.files.first());
+    EXPECT_TRUE(table.fileName().startsWith("Sheets-Work. Q3 – copied cells ")) << table.fileName().toStdString();
+    EXPECT_EQ(contents(table.filePath()), "Name,Hours\nMari,\"7,5\"\n");
+    EXPECT_EQ(table.permissions() & (QFile::ReadGroup | QFile::ReadOther), 0);
+    EXPECT_EQ(QFileInfo(table.path()).permissions() & (QFile::ExeGroup | QFile::ExeOther | QFile::ReadOther), 0);
+
+    QImage picture(4, 3, QImage::Format_ARGB32);
+    picture.fill(Qt::red);
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    picture.save(&buffer, "PNG");
+    QMimeData image;
+    image.setData("image/png", png);
+    c = captured(image);
+    ASSERT_EQ(c.files.size(), 1);
+    EXPECT_TRUE(QFileInfo(c.files.first()).fileName().startsWith("Clipboard – image "));
+    EXPECT_EQ(QImage(c.files.first()).size(), QSize(4, 3));
+    EXPECT_NE(QFileInfo(c.files.first()).path(), table.path()) << "a folder per capture";
+
+    QMimeData mail;
+    mail.setData("message/rfc822", "From: a@example.ee\r\nSubject: Hi\r\n\r\nBody\r\n");
+    c = captured(mail, QStringLiteral("Mail"));
+    ASSERT_EQ(c.emails.size(), 1);
+    EXPECT_TRUE(c.files.isEmpty());
+    EXPECT_TRUE(c.emails.first().endsWith(".eml"));
+
+    QMimeData blank;
+    blank.setText(" \n\t ");
+    c = captured(blank);
+    EXPECT_TRUE(c.files.isEmpty() && c.emails.isEmpty()) << "nothing to take";
 }

@@ -177,7 +177,8 @@ void DemoCompany::seed() {
         QStringLiteral("http://127.0.0.1:%1").arg(sim_.port()) + SimJson::toQString(sim_.options().base);
     for (const char* name : {"Travel policy 2025.pdf", "Harbour Logistics contract 2024.pdf",
                              "Price list Q3.xlsx", "Onboarding checklist.docx"})
-        state.addDocument(QString::fromUtf8(name), QStringLiteral("Policies"), 48213, origin);
+        state.addDocument(QString::fromUtf8(name), QStringLiteral("Policies"), std::string(48213, 'x'),
+                          origin);
 }
 
 void DemoCompany::start() {

@@ -40,7 +40,8 @@ void RequestLog::record(const httplib::Request& request) {
         else
             found->second += ", " + value;
     }
-    entry.body = request.body;
+    entry.body = request.body.substr(0, maxBodyKept);
+    entry.bodySize = request.body.size();
     entry.time = SimJson::toStd(SimJson::nowIso());
 
     std::lock_guard lock(mutex_);
@@ -69,6 +70,7 @@ QJsonArray RequestLog::toJson(const std::string& targetPrefix) const {
             {QStringLiteral("path"), SimJson::toQString(entry.target)},
             {QStringLiteral("headers"), headers},
             {QStringLiteral("body_base64"), QString::fromLatin1(body.toBase64())},
+            {QStringLiteral("body_size"), static_cast<qint64>(entry.bodySize)},
             {QStringLiteral("time"), SimJson::toQString(entry.time)},
         });
     }

@@ -23,11 +23,15 @@ public:
         std::string target;
         std::map<std::string, std::string> headers;
         std::string body;
+        // The whole body's length; the log keeps at most maxBodyKept bytes of it.
+        std::size_t bodySize = 0;
         std::string time;
     };
 
     static constexpr std::size_t maxEntries = 5000;
     static constexpr std::size_t maxBytes = 256u * 1024u * 1024u;
+    // Enough for any JSON call and the head of an upload, without copying a large file.
+    static constexpr std::size_t maxBodyKept = 1024u * 1024u;
 
     void record(const httplib::Request& request);
     // Entries whose target begins with the prefix (all with an empty one), as JSON.

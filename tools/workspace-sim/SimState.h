@@ -101,7 +101,10 @@ public:
     void setTimeOptions(const std::optional<bool>& enabled, const std::optional<int>& skewSeconds);
 
     // Knowledge base and inbox.
-    QJsonObject addDocument(const QString& name, const QString& folder, qint64 size, const QString& origin);
+    // A document as received: its size and SHA-256 are kept, so that a test can compare it with
+    // the file that was sent.
+    QJsonObject addDocument(const QString& name, const QString& folder, const std::string& data,
+                            const QString& origin);
     QJsonArray documents() const;
     QJsonObject forwardEmail(const MailMessage& message, qint64 size);
 

@@ -3,6 +3,8 @@
 #include "MailMessage.h"
 #include "SimJson.h"
 
+#include <QCryptographicHash>
+
 #include <algorithm>
 #include <set>
 #include <tuple>
@@ -186,8 +188,13 @@ void SimState::setTimeOptions(const std::optional<bool>& enabled, const std::opt
 
 // --- knowledge base and inbox ---
 
-QJsonObject SimState::addDocument(const QString& name, const QString& folder, qint64 size,
+QJsonObject SimState::addDocument(const QString& name, const QString& folder, const std::string& data,
                                   const QString& origin) {
+    const auto size = static_cast<qint64>(data.size());
+    const QString sha256 = QString::fromLatin1(
+        QCryptographicHash::hash(QByteArrayView(data.data(), static_cast<qsizetype>(data.size())),
+                                 QCryptographicHash::Sha256)
+            .toHex());
     const QString id = SimJson::newId(QStringLiteral("doc"));
     const QString folderId =
         QStringLiteral("fld-") + folder.toLower().replace(QLatin1Char(' '), QLatin1Char('-'));
@@ -197,6 +204,7 @@ QJsonObject SimState::addDocument(const QString& name, const QString& folder, qi
         {QStringLiteral("folder"), folder},
         {QStringLiteral("folderId"), folderId},
         {QStringLiteral("size"), size},
+        {QStringLiteral("sha256"), sha256},
         {QStringLiteral("createdAt"), SimJson::nowIso()},
         {QStringLiteral("webViewLink"), origin + QStringLiteral("/knowledge/documents/") + id},
     };

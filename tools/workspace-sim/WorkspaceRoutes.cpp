@@ -377,8 +377,7 @@ void WorkspaceRoutes::upload(Call& call) {
     }
     const QString origin = QStringLiteral("http://") + SimJson::toQString(call.header("Host")) +
                            SimJson::toQString(sim_.options().base);
-    call.json(201, sim_.state().addDocument(SimJson::toQString(*file->filename), folder,
-                                            static_cast<qint64>(file->data.size()), origin));
+    call.json(201, sim_.state().addDocument(SimJson::toQString(*file->filename), folder, file->data, origin));
 }
 
 void WorkspaceRoutes::documents(Call& call) {
