@@ -76,7 +76,8 @@ const QString rfc822 = QStringLiteral("message/rfc822");
 // made.
 std::optional<QString> newFolder() {
     const QString root = QDir::tempPath() + QStringLiteral("/Mirk Vantle Agents Capture");
-    const QString folder = root + QLatin1Char('/') + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+    const QString folder =
+        root + QLatin1Char('/') + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
     if (!base::makePrivateFolder(folder)) {
         return std::nullopt;
     }
@@ -125,8 +126,9 @@ std::optional<QString> writeContents(const QMimeData& data, const std::optional<
     if (data.hasFormat(rfc822)) {
         const QByteArray message = data.data(rfc822);
         if (!message.trimmed().isEmpty()) {
-            return write(*folder, fileName(source, base::pick(QStringLiteral("email"), QStringLiteral("e-kiri")), now,
-                                           QStringLiteral(".eml")),
+            return write(*folder,
+                         fileName(source, base::pick(QStringLiteral("email"), QStringLiteral("e-kiri")), now,
+                                  QStringLiteral(".eml")),
                          message);
         }
     }
@@ -149,20 +151,22 @@ std::optional<QString> writeContents(const QMimeData& data, const std::optional<
         return std::nullopt;
     }
     if (const auto table = csv(text)) {
-        return write(*folder,
-                     fileName(source, base::pick(QStringLiteral("copied cells"), QStringLiteral("kopeeritud lahtrid")),
-                              now, QStringLiteral(".csv")),
-                     table->toUtf8());
+        return write(
+            *folder,
+            fileName(source, base::pick(QStringLiteral("copied cells"), QStringLiteral("kopeeritud lahtrid")),
+                     now, QStringLiteral(".csv")),
+            table->toUtf8());
     }
     return write(*folder,
-                 fileName(source, base::pick(QStringLiteral("copied text"), QStringLiteral("kopeeritud tekst")), now,
+                 fileName(source,
+                          base::pick(QStringLiteral("copied text"), QStringLiteral("kopeeritud tekst")), now,
                           QStringLiteral(".txt")),
                  text.toUtf8());
 }
 
 QString csvCell(const QString& cell) {
-    if (!cell.contains(QLatin1Char(',')) && !cell.contains(QLatin1Char('"')) && !cell.contains(QLatin1Char('\n')) &&
-        !cell.contains(QLatin1Char(';'))) {
+    if (!cell.contains(QLatin1Char(',')) && !cell.contains(QLatin1Char('"')) &&
+        !cell.contains(QLatin1Char('\n')) && !cell.contains(QLatin1Char(';'))) {
         return cell;
     }
     QString quoted = cell;
@@ -178,7 +182,8 @@ void Captured::add(const QStringList& paths) {
     }
 }
 
-void read(const QMimeData* data, const std::optional<QString>& app, std::function<void(Captured)> completion) {
+void read(const QMimeData* data, const std::optional<QString>& app,
+          std::function<void(Captured)> completion) {
     Captured captured;
     if (data) {
         QStringList paths;
@@ -222,9 +227,8 @@ std::optional<QString> csv(const QString& tabSeparated) {
         return std::nullopt;
     }
     if (rows.size() > 1) {
-        const auto full = std::count_if(rows.begin(), rows.end(), [columns](const QStringList& row) {
-            return row.size() == columns;
-        });
+        const auto full = std::count_if(rows.begin(), rows.end(),
+                                        [columns](const QStringList& row) { return row.size() == columns; });
         if (static_cast<double>(full) / static_cast<double>(rows.size()) < 0.6) {
             return std::nullopt;
         }
@@ -241,8 +245,8 @@ std::optional<QString> csv(const QString& tabSeparated) {
 }
 
 QString fileName(const QString& source, const QString& words, const QDateTime& at, const QString& ending) {
-    QString name = source + QStringLiteral(" – ") + words + QLatin1Char(' ') + at.toString(QStringLiteral("HH.mm")) +
-                   ending;
+    QString name = source + QStringLiteral(" – ") + words + QLatin1Char(' ') +
+                   at.toString(QStringLiteral("HH.mm")) + ending;
     name.replace(QLatin1Char('/'), QLatin1Char('-'));
     name.replace(QLatin1Char(':'), QLatin1Char('.'));
     return name;

@@ -140,6 +140,7 @@ BalloonPanel& StageViewController::makeBalloon(bool activate) {
                 self->updateDropZone();
             }
         };
+        view.onDrop = [self](const QMimeData* data) { return self && self->receiveDrop(data); };
         panel->onBecomeKey = [self] {
             // A notice the user turns to stays.
             if (self) {
@@ -314,7 +315,13 @@ void StageViewController::send(const QString& question, const std::optional<QStr
     panel.balloon().showThinking();
     placeBalloon();
     player().play(questionSent, true);
-    chatSession.ask(question, takeAttachments(), choiceRef, answerHandlers(panel));
+    // The messages handed over since the last question are named in front of it, once.
+    QString sent = question;
+    if (!droppedEmails.isEmpty()) {
+        sent = emailContext(droppedEmails) + QStringLiteral("\n\n") + question;
+        droppedEmails.clear();
+    }
+    chatSession.ask(sent, takeAttachments(), choiceRef, answerHandlers(panel));
 }
 
 QStringList StageViewController::takeAttachments() {

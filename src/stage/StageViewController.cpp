@@ -51,6 +51,7 @@ StageViewController::StageViewController(QObject* parent)
             self->updateDropZone();
         }
     };
+    characterView->onDrop = [self](const QMimeData* data) { return self && self->receiveDrop(data); };
     connect(&AppEvents::shared(), &AppEvents::settingsDidChange, this, [this] {
         if (const auto sheet = player().sheet()) {
             applySize(*sheet);

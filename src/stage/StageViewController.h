@@ -4,6 +4,7 @@
 #include "app/VantleAgent.h"
 #include "base/Result.h"
 #include "base/Scheduler.h"
+#include "capture/Capture.h"
 #include "character/CharacterPlayerDelegate.h"
 #include "character/CharacterView.h"
 #include "chat/ChatSession.h"
@@ -31,6 +32,7 @@ class CharacterPlayer;
 class CharacterSheet;
 class CharacterWindow;
 class QAction;
+class QMimeData;
 class QMenu;
 class QWidget;
 struct VantleApproval;
@@ -106,18 +108,48 @@ public:
     std::function<void()> pendingAction;
     base::Timer autoDismissWorkItem;
     ChatSession chatSession;
-    // Documents dropped on the figure, which go with the next question.
+    // Documents and messages handed over since the last question, which go with the next one.
     QList<VantleDocument> droppedDocuments;
+    QList<ForwardedEmail> droppedEmails;
 
     // --- Receiving (capture/StageReceiving.cpp) ---
 
+    // What a batch of uploads gave.
+    struct Received {
+        QList<VantleDocument> documents;
+        QList<ForwardedEmail> emails; // duplicates included
+        QStringList failed;           // "name (reason)"
+    };
+    // The files of a drop sorted: to upload, refused by name, and acceptable beyond the batch.
+    struct Picked {
+        QStringList files;
+        QStringList skipped;
+        int leftOut = 0;
+    };
+    static constexpr qint64 largestFile = 104857600;
+    static constexpr int batchLimit = 50;
+
     // Brings the figure's drop zone in line with the flags below.
     void updateDropZone();
+    // A drop on the figure or the balloon; false when it was refused and nothing happened.
+    bool receiveDrop(const QMimeData* data);
+    // Uploads what a drop or an accepted offer gave, one item after another, with a running
+    // count in the balloon and one closing message.
+    void receive(const Capture::Captured& captured);
+    // Folders walked, hidden entries passed over, the workspace's types up to 100 MB, 50 at most.
+    static Picked collect(const QStringList& paths);
+    // What goes in front of the next question so that the agent knows which emails are meant.
+    static QString emailContext(const QList<ForwardedEmail>& emails);
+    static QString describe(const ForwardedEmail& email);
 
     bool isFileDragActive = false; // a file drag is under way anywhere on the screen
     bool areFilesOver = false;     // the drag is over the figure
     bool isReceivingFiles = false; // a drop is being taken; the drop zone stays as it is
 
+private:
+    void finishReceiving(const Received& received, const Picked& picked);
+
+public:
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 

@@ -1,0 +1,120 @@
+#include "support/SpinUntil.h"
+#include "support/StageFixture.h"
+#include "workspace/Keychain.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QTemporaryDir>
+
+namespace {
+
+class StageReceivingTest : public StageFixture {
+protected:
+    QString write(const QString& name, const QByteArray& bytes = "content") {
+        const QString path = dir.filePath(name);
+        QDir().mkpath(QFileInfo(path).path());
+        QFile file(path);
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+        return path;
+    }
+    // The bodies of the turns the simulator was sent, oldest first.
+    QList<QByteArray> turns() const {
+        QList<QByteArray> bodies;
+        for (const auto& entry : sim->requests()) {
+            if (entry.toObject().value("path").toString().endsWith("/turn")) {
+                bodies << SimProcess::bodyOf(entry);
+            }
+        }
+        return bodies;
+    }
+    QTemporaryDir dir;
+};
+
+} // namespace
+
+TEST_F(StageReceivingTest, CollectWalksFoldersAndKeepsToTheTypesTheSizeAndTheBatch) {
+    const QString exact = write("exact.pdf");
+    QFile::resize(exact, StageViewController::largestFile);
+    const QString over = write("over.pdf");
+    QFile::resize(over, StageViewController::largestFile + 1);
+    write("folder/b.csv");
+    write("folder/deeper/c.PNG");
+    write("folder/.hidden.pdf");
+    write("folder/tool.exe");
+    auto picked =
+        StageViewController::collect({exact, over, dir.filePath("folder"), dir.filePath("gone.pdf")});
+    EXPECT_EQ(picked.files,
+              (QStringList{exact, dir.filePath("folder/b.csv"), dir.filePath("folder/deeper/c.PNG")}));
+    EXPECT_EQ(picked.skipped, (QStringList{"over.pdf", "tool.exe"}));
+    EXPECT_EQ(picked.leftOut, 0);
+
+    QStringList many;
+    for (int i = 0; i < 52; ++i) {
+        many << write(QStringLiteral("many/%1.txt").arg(i, 2, 10, QLatin1Char('0')));
+    }
+    picked = StageViewController::collect(many);
+    EXPECT_EQ(picked.files.size(), 50);
+    EXPECT_EQ(picked.leftOut, 2);
+}
+
+TEST_F(StageReceivingTest, ADropUploadsOneByOneSaysWhatHappenedAndTheNextQuestionCarriesIt) {
+    sim->control("POST", "/sim/faults",
+                 QJsonObject{{"path", "/app/api/knowledge/documents"}, {"status", 500}, {"times", 1}});
+    Capture::Captured captured;
+    captured.files = QStringList{write("first.pdf"), write("Notes.txt"), write("setup.exe")};
+    captured.emails = QStringList{
+        write("Offer.eml", "From: Mari Maasikas <mari@example.ee>\r\nSubject: Pakkumine\r\n\r\nTere\r\n")};
+    stage->receive(captured);
+    ASSERT_TRUE(stage->balloonPanel);
+    EXPECT_EQ(message(), "Saving to Vantle… 0/3");
+    EXPECT_TRUE(stage->isReceivingFiles);
+    ASSERT_TRUE(runUntil([&] { return !stage->isReceivingFiles; }));
+    EXPECT_EQ(
+        message().toStdString(),
+        "Filed “Pakkumine” from Mari Maasikas in Vantle, as if you'd forwarded it.\n\n"
+        "Saved 1 file in Vantle → Uploads.\n\n"
+        "Tell me what to do with them, or I'll leave them there.\n\n"
+        "Couldn't save: first.pdf (Vantle: HTTP 500)\n\n"
+        "Left out setup.exe: Vantle takes emails, PDFs, images, Word, Excel, PowerPoint, text and CSV up to "
+        "100 MB, 50 at a time.");
+    EXPECT_EQ(balloon().status(), BalloonStatus::warning);
+    EXPECT_EQ(stage->droppedDocuments.size(), 1);
+    EXPECT_EQ(stage->droppedEmails.size(), 1);
+    EXPECT_EQ(countOf("POST", "/api/inbox/forward"), 1) << "the message went first, and once";
+
+    // The next question names the message and carries the document; the one after, neither.
+    const QByteArray documentId = stage->droppedDocuments.first().id.toUtf8();
+    stage->send("Summarise these", std::nullopt);
+    ASSERT_TRUE(runUntil([&] { return turns().size() == 1; }));
+    const QByteArray first = turns().first();
+    EXPECT_TRUE(first.contains("[Email I just forwarded to Vantle: \u201EPakkumine\u201D \u2014 Mari "
+                               "Maasikas <mari@example.ee>]\\n\\nSummarise these"))
+        << first.toStdString();
+    EXPECT_TRUE(first.contains(documentId));
+    EXPECT_TRUE(stage->droppedEmails.isEmpty() && stage->droppedDocuments.isEmpty());
+    run(3);
+    stage->send("And now?", std::nullopt);
+    ASSERT_TRUE(runUntil([&] { return turns().size() == 2; }));
+    EXPECT_FALSE(turns().last().contains("Email I just forwarded"));
+    EXPECT_FALSE(turns().last().contains(documentId));
+}
+
+TEST_F(StageReceivingTest, NothingUsableOrNoKeyEndsWithoutUploads) {
+    Capture::Captured nothing;
+    nothing.files = QStringList{dir.filePath("gone.pdf")};
+    stage->receive(nothing);
+    EXPECT_FALSE(stage->balloonPanel) << "no balloon for nothing at all";
+    EXPECT_FALSE(stage->isReceivingFiles);
+
+    services.secretStore->secrets.remove(Keychain::desktopKeyAccount);
+    Capture::Captured one;
+    one.files = QStringList{write("a.pdf")};
+    stage->receive(one);
+    ASSERT_TRUE(stage->balloonPanel);
+    EXPECT_TRUE(message().startsWith("Connect me to your Vantle workspace first"));
+    EXPECT_FALSE(stage->isReceivingFiles);
+    run(1);
+    EXPECT_EQ(countOf("POST", "/api/knowledge/documents"), 0);
+}
