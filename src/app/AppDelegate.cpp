@@ -9,6 +9,7 @@
 #include "base/Clock.h"
 #include "base/Files.h"
 #include "base/Text.h"
+#include "capture/ClipboardWatcher.h"
 #include "character/CharacterSheet.h"
 #include "character/CharacterView.h"
 #include "character/CharacterWindow.h"
@@ -52,6 +53,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     setUpStatusMenu();
     setUpShortcuts();
     startVantleEvents();
+    ClipboardWatcher::shared().start();
     Language::refreshWorkspaceLanguage();
     observeLanguage();
     startRecording();

@@ -1,16 +1,19 @@
 #include "stage/StageViewController.h"
 
 #include "base/Text.h"
+#include "capture/ClipboardWatcher.h"
 #include "character/CharacterPlayer.h"
 #include "character/CharacterView.h"
 #include "platform/Services.h"
 #include "stage/BalloonView.h"
 #include "workspace/VantleClient.h"
 
+#include <QClipboard>
 #include <QCoreApplication>
 #include <QCoro/QCoroTask>
 #include <QDirIterator>
 #include <QFileInfo>
+#include <QGuiApplication>
 #include <QSet>
 
 #include <algorithm>
@@ -323,4 +326,48 @@ QString StageViewController::emailContext(const QList<ForwardedEmail>& emails) {
                              : base::pick(QStringLiteral("[Emails I just forwarded to Vantle: "),
                                           QStringLiteral("[Kirjad, mille just Vantlesse edastasin: "));
     return head + items.join(QStringLiteral("; ")) + QLatin1Char(']');
+}
+
+void StageViewController::offerClipboard(BalloonPanel& panel) {
+    if (!VantleClient::isConfigured()) {
+        return;
+    }
+    const auto offer = ClipboardWatcher::shared().takeOffer();
+    if (!offer) {
+        return;
+    }
+    QString object;
+    switch (offer->kind) {
+    case Capture::Kind::files:
+        object = base::pick(QStringLiteral("the copied files"), QStringLiteral("kopeeritud failid"));
+        break;
+    case Capture::Kind::image:
+        object = base::pick(QStringLiteral("the copied image"), QStringLiteral("kopeeritud pildi"));
+        break;
+    case Capture::Kind::text:
+        object = base::pick(QStringLiteral("what you copied"), QStringLiteral("kopeeritu"));
+        break;
+    }
+    const QString clip = QString::fromUtf8("\U0001F4CE ");
+    const QString label =
+        offer->app
+            ? base::pick(clip + QStringLiteral("Attach ") + object + QStringLiteral(" from ") + *offer->app,
+                         clip + QStringLiteral("Lisa ") + object + QStringLiteral(" (") + *offer->app +
+                             QLatin1Char(')'))
+            : base::pick(clip + QStringLiteral("Attach ") + object, clip + QStringLiteral("Lisa ") + object);
+    QPointer<StageViewController> self(this);
+    panel.balloon().showChoices({ChatChoice{label, std::nullopt}}, [self](const ChatChoice&) {
+        if (!self) {
+            return;
+        }
+        self->player().play({QStringLiteral("Catch"), QStringLiteral("Congratulate")});
+        // Read now, not when offered: what is on the clipboard at the pick is what goes.
+        Capture::read(QGuiApplication::clipboard()->mimeData(), ClipboardWatcher::shared().copiedIn,
+                      [self](Capture::Captured captured) {
+                          if (self) {
+                              self->receive(captured);
+                          }
+                      });
+    });
+    placeBalloon();
 }

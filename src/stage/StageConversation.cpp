@@ -177,6 +177,7 @@ void StageViewController::openChat(bool focusInput) {
     if (VantleClient::isConfigured()) {
         panel.balloon().showMessage(greeting(agent), true, std::nullopt, false, BalloonStatus::none);
         player().play(chatOpened);
+        offerClipboard(panel);
     } else {
         showNotConnected(panel);
     }

@@ -141,6 +141,8 @@ public:
     // What goes in front of the next question so that the agent knows which emails are meant.
     static QString emailContext(const QList<ForwardedEmail>& emails);
     static QString describe(const ForwardedEmail& email);
+    // A chip under the greeting that offers what the user has just copied elsewhere.
+    void offerClipboard(BalloonPanel& panel);
 
     bool isFileDragActive = false; // a file drag is under way anywhere on the screen
     bool areFilesOver = false;     // the drag is over the figure
