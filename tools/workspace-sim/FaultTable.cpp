@@ -40,6 +40,7 @@ std::optional<FaultTable::Fault> FaultTable::fromJson(const QJsonObject& json, s
     }
     fault.path = SimJson::toStd(json.value(QStringLiteral("path")).toString());
     fault.method = SimJson::toStd(json.value(QStringLiteral("method")).toString().toUpper());
+    fault.bodyContains = SimJson::toStd(json.value(QStringLiteral("body_contains")).toString());
     fault.delayMs = static_cast<int>(SimJson::integer(json.value(QStringLiteral("delay_ms")), 0));
     fault.remaining = static_cast<int>(SimJson::integer(json.value(QStringLiteral("times")), 1));
     if (fault.remaining == 0)
@@ -105,6 +106,7 @@ QJsonObject FaultTable::toJson(const Fault& fault) {
     QJsonObject json{
         {QStringLiteral("id"), SimJson::toQString(fault.id)},
         {QStringLiteral("path"), SimJson::toQString(fault.path)},
+        {QStringLiteral("body_contains"), SimJson::toQString(fault.bodyContains)},
         {QStringLiteral("action"), QString::fromLatin1(actionName(fault.action))},
         {QStringLiteral("status"), fault.status},
         {QStringLiteral("delay_ms"), fault.delayMs},
@@ -128,13 +130,15 @@ std::optional<FaultTable::Fault> FaultTable::add(Fault fault) {
     return fault;
 }
 
-std::optional<FaultTable::Fault> FaultTable::take(const std::string& method, const std::string& path) {
+std::optional<FaultTable::Fault> FaultTable::take(const std::string& method, const std::string& path,
+                                                  const std::string& body) {
     std::lock_guard lock(mutex_);
     for (auto it = faults_.begin(); it != faults_.end(); ++it) {
         // HEAD is answered as GET, so a GET rule covers it too.
         const bool methodOk =
             it->method.empty() || it->method == method || (it->method == "GET" && method == "HEAD");
-        if (!methodOk || !pathMatches(it->path, path))
+        if (!methodOk || !pathMatches(it->path, path) ||
+            (!it->bodyContains.empty() && body.find(it->bodyContains) == std::string::npos))
             continue;
         ++it->fired;
         Fault fired = *it;

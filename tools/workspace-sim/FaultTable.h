@@ -20,6 +20,8 @@ public:
         std::string id;
         std::string method; // empty: any method
         std::string path;   // exact request path, without query; a trailing '*' matches a prefix
+        std::string
+            bodyContains; // empty: any body; else only requests whose body holds it (one file of several)
         Action action = Action::Respond;
         int status = 500;
         std::string body;
@@ -40,7 +42,8 @@ public:
     // The rule as stored, with its id; none when the table is full.
     std::optional<Fault> add(Fault fault);
     // The rule that applies to this request, counted as fired; none when no rule matches.
-    std::optional<Fault> take(const std::string& method, const std::string& path);
+    std::optional<Fault> take(const std::string& method, const std::string& path,
+                              const std::string& body = {});
     QJsonArray list() const;
     bool remove(const std::string& id);
     void clear();

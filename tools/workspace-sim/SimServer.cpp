@@ -295,7 +295,7 @@ void SimServer::handle(const httplib::Request& request, httplib::Response& respo
     // Faults name the path as the client sent it, escapes and all.
     const std::string& target = request.target.empty() ? request.path : request.target;
     const std::string sentPath = target.substr(0, target.find('?'));
-    if (const auto fault = faults_.take(request.method, sentPath)) {
+    if (const auto fault = faults_.take(request.method, sentPath, request.body)) {
         if (applyFault(*fault, request, response))
             return;
     }
