@@ -24,24 +24,7 @@ for p in trayer xdg-open xdotool; do
   command -v "$p" >/dev/null || { echo "missing $p: run scripts/setup" >&2; exit 1; }
 done
 
-pids=()
-work=$(mktemp -d)
-cleanup() {
-  for p in "${pids[@]}"; do kill "$p" 2>/dev/null || true; done
-  wait 2>/dev/null || true
-  rm -rf "$work"
-}
-trap cleanup EXIT
-
-if [ -z "${DISPLAY:-}" ]; then
-  Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp 3>"$work/display" >/dev/null 2>&1 &
-  pids+=("$!")
-  for _ in $(seq 100); do [ -s "$work/display" ] && break; sleep 0.1; done
-  export DISPLAY=":$(head -n1 "$work/display")"
-  openbox >/dev/null 2>&1 & pids+=("$!")
-  xcompmgr >/dev/null 2>&1 & pids+=("$!")
-  sleep 1
-fi
+. "$root/bench/x-session.sh"
 unset QT_QPA_PLATFORM
 trayer --edge top --align right --widthtype request --height 28 >/dev/null 2>&1 & pids+=("$!")
 

@@ -33,12 +33,7 @@ SettingsModel::SettingsModel(AppDelegate* a, QObject* parent)
       ollamaStatus(checking()), app(a) {
     vantleKey = Keychain::read(keyAccount()).value_or(QString());
     storedKey = vantleKey;
-    if (const auto autostart = platform::services().autostart) {
-        launchAtLogin = autostart->isEnabled();
-    }
-    canReadWindowTitles = ActivityRecorder::shared().canSeeApplications();
-    recordWindowTitles = Settings::boolValue(QLatin1String(Settings::Key::recordWindowTitles));
-    reportTime = timeFromMinutes(Settings::intValue(QLatin1String(Settings::Key::reportMinutes)));
+    readStored();
     connect(&ActivityRecorder::shared(), &ActivityRecorder::canSeeApplicationsChanged, this,
             [this](bool sees) {
                 canReadWindowTitles = sees;
@@ -46,13 +41,17 @@ SettingsModel::SettingsModel(AppDelegate* a, QObject* parent)
             });
 }
 
-void SettingsModel::refresh() {
+void SettingsModel::readStored() {
     canReadWindowTitles = ActivityRecorder::shared().canSeeApplications();
     recordWindowTitles = Settings::boolValue(QLatin1String(Settings::Key::recordWindowTitles));
     reportTime = timeFromMinutes(Settings::intValue(QLatin1String(Settings::Key::reportMinutes)));
     if (const auto autostart = platform::services().autostart) {
         launchAtLogin = autostart->isEnabled();
     }
+}
+
+void SettingsModel::refresh() {
+    readStored();
     // A key stored meanwhile (a connect link) is a change of its own.
     const QString stored = Keychain::read(keyAccount()).value_or(QString());
     if (stored != storedKey) {

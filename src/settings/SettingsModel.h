@@ -59,6 +59,8 @@ signals:
     void changed();
 
 private:
+    // The fields that stand for what is stored elsewhere: settings, autostart, the recorder.
+    void readStored();
     void commitKey();
     // A new key or address: the program lets go of the old workspace, then checks the new one.
     void switchWorkspace();

@@ -16,8 +16,10 @@ constexpr QRgb runningFill = qRgb(52, 199, 89);
 // every size instead of blurring or fraying.
 std::vector<bool> coverage(int size) {
     const int inner = size - 2;
-    const QImage source(inner <= 22 ? QStringLiteral(":/tray/MenuBarIcon.png")
-                                    : QStringLiteral(":/tray/MenuBarIcon@2x.png"));
+    // Decoded once for all the sizes of both forms.
+    static const QImage small(QStringLiteral(":/tray/MenuBarIcon.png"));
+    static const QImage large(QStringLiteral(":/tray/MenuBarIcon@2x.png"));
+    const QImage& source = inner <= 22 ? small : large;
     std::vector<bool> covered(static_cast<std::size_t>(size * size), false);
     if (source.isNull() || inner <= 0) {
         return covered;

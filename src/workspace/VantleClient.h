@@ -60,6 +60,8 @@ QCoro::Task<Result<ForwardedEmail>> forwardEmail(QString path);
 std::optional<VantleDocument> documentFrom(const QJsonObject& reply, const QString& path);
 ForwardedEmail emailFrom(const QJsonObject& reply, const QString& path);
 // A JSON request whose answer is one JSON object; any other answer is a badResponse.
+// A reply's body as one JSON object; anything else is a badResponse.
+Result<QJsonObject> objectOf(const Result<QByteArray>& reply);
 QCoro::Task<Result<QJsonObject>> sendForObject(QByteArray method, QString path,
                                                std::optional<QByteArray> data, double timeout,
                                                base::Cancel cancel = {});

@@ -17,14 +17,18 @@ QCoro::Task<Result<QJsonObject>> sendForObject(QByteArray method, QString path,
                                                std::optional<QByteArray> data, double timeout,
                                                base::Cancel cancel) {
     const auto reply = co_await send(method, path, data, json, timeout, cancel);
+    co_return objectOf(reply);
+}
+
+Result<QJsonObject> objectOf(const Result<QByteArray>& reply) {
     if (!reply) {
-        co_return reply.error();
+        return reply.error();
     }
     const auto object = base::json::parseObject(*reply);
     if (!object) {
-        co_return ClientError::badResponse();
+        return ClientError::badResponse();
     }
-    co_return *object;
+    return *object;
 }
 
 QCoro::Task<Result<Identity>> whoAmI() {

@@ -44,14 +44,7 @@ QCoro::Task<Result<QJsonObject>> sendFile(QString path, QString endpoint,
     const QString contentType =
         QStringLiteral("multipart/form-data; boundary=") + QString::fromLatin1(boundary);
     const auto reply = co_await sendStreamed("POST", endpoint, body, contentType, timeout);
-    if (!reply) {
-        co_return reply.error();
-    }
-    const auto object = base::json::parseObject(*reply);
-    if (!object) {
-        co_return ClientError::badResponse();
-    }
-    co_return *object;
+    co_return objectOf(reply);
 }
 
 QString documentsPath() {
