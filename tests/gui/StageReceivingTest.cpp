@@ -2,9 +2,12 @@
 #include "support/StageFixture.h"
 #include "workspace/Keychain.h"
 
+#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
+#include <QProcess>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 
 namespace {
@@ -39,15 +42,18 @@ TEST_F(StageReceivingTest, CollectWalksFoldersAndKeepsToTheTypesTheSizeAndTheBat
     QFile::resize(exact, StageViewController::largestFile);
     const QString over = write("over.pdf");
     QFile::resize(over, StageViewController::largestFile + 1);
+    // Sparse: it takes no room on disk, and is never read.
+    const QString huge = write("huge.pdf");
+    QFile::resize(huge, qint64(2) << 30);
     write("folder/b.csv");
     write("folder/deeper/c.PNG");
     write("folder/.hidden.pdf");
     write("folder/tool.exe");
     auto picked =
-        StageViewController::collect({exact, over, dir.filePath("folder"), dir.filePath("gone.pdf")});
+        StageViewController::collect({exact, over, huge, dir.filePath("folder"), dir.filePath("gone.pdf")});
     EXPECT_EQ(picked.files,
               (QStringList{exact, dir.filePath("folder/b.csv"), dir.filePath("folder/deeper/c.PNG")}));
-    EXPECT_EQ(picked.skipped, (QStringList{"over.pdf", "tool.exe"}));
+    EXPECT_EQ(picked.skipped, (QStringList{"over.pdf", "huge.pdf", "tool.exe"}));
     EXPECT_EQ(picked.leftOut, 0);
 
     QStringList many;
@@ -150,4 +156,60 @@ TEST_F(StageReceivingTest, AConnectionLostOnTheThirdOfFiveCostsOnlyThatOneAndNot
     EXPECT_TRUE(message().startsWith("Saved 4 files in Vantle → Uploads.")) << message().toStdString();
     EXPECT_TRUE(message().contains("Couldn't save: c.pdf (")) << message().toStdString();
     EXPECT_EQ(balloon().status(), BalloonStatus::warning);
+}
+
+// A file dragged from another toolkit's window with the real pointer, onto the figure and then
+// onto the open balloon; the simulator keeps what arrived.
+TEST_F(StageReceivingTest, ARealDragFromAnotherProgramLandsOnTheFigureAndOnTheBalloon) {
+    const QString source = QStringLiteral(MIRK_SOURCE_DIR "/tests/support/x11/drag-source.py");
+    if (QStandardPaths::findExecutable("xdotool").isEmpty() || !QFileInfo::exists("/usr/bin/python3")) {
+        GTEST_SKIP() << "needs xdotool and python3-gi";
+    }
+    const QByteArray bytes = QByteArray("Offer, line one\n").repeated(1000);
+    const QString path = write(QStringLiteral("Hinnapakkumine „Mänd”.txt"), bytes);
+    QProcess dragger;
+    dragger.start("/usr/bin/python3", {source, path});
+    ASSERT_TRUE(spinUntil([&] { return dragger.canReadLine() || dragger.state() == QProcess::NotRunning; }));
+    ASSERT_EQ(dragger.readLine().trimmed(), "ready") << dragger.readAllStandardError().toStdString();
+    spinFor(300);
+
+    // Press on the source, leave it, rest over the target and let go, as a hand does; the
+    // program answers the drag while xdotool moves, so xdotool runs beside the event loop.
+    const auto dragTo = [&](QPoint to) {
+        QProcess xdotool;
+        const QString x = QString::number(to.x()), y = QString::number(to.y());
+        xdotool.start(
+            "xdotool",
+            {"mousemove", "90",        "70",    "mousedown", "1",         "sleep",
+             "0.1",       "mousemove", "110",   "90",        "sleep",     "0.1",
+             "mousemove", "250",       "200",   "sleep",     "0.1",       "mousemove",
+             x,           y,           "sleep", "0.3",       "mousemove", QString::number(to.x() + 2),
+             y,           "sleep",     "0.3",   "mouseup",   "1"});
+        return spinUntil([&] { return xdotool.state() == QProcess::NotRunning; }, 10000);
+    };
+    const auto stored = [&] {
+        return sim->control("GET", "/sim/state").toObject().value("documents").toArray().size();
+    };
+
+    ASSERT_TRUE(dragTo(window->frameGeometry().center()));
+    ASSERT_TRUE(runUntil([&] { return stage->balloonPanel && message().startsWith("Saved 1 file"); }))
+        << message().toStdString();
+    EXPECT_TRUE(message().contains("Vantle → Uploads")) << message().toStdString();
+    ASSERT_EQ(stored(), 1);
+
+    // The balloon stays open as a chat; the second drop lands on it.
+    stage->openChat(false);
+    ASSERT_TRUE(runUntil([&] { return stage->balloonPanel && stage->balloonPanel->isVisible(); }));
+    spinFor(300);
+    ASSERT_TRUE(dragTo(stage->balloonPanel->frameGeometry().center()));
+    ASSERT_TRUE(runUntil([&] { return stored() == 2 && !stage->isReceivingFiles; }));
+    const auto documents = sim->control("GET", "/sim/state").toObject().value("documents").toArray();
+    for (const auto& document : documents) {
+        EXPECT_EQ(document.toObject().value("name").toString(), QFileInfo(path).fileName());
+        EXPECT_EQ(document.toObject().value("size").toInteger(), bytes.size());
+        EXPECT_EQ(document.toObject().value("sha256").toString(),
+                  QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
+    }
+    dragger.kill();
+    dragger.waitForFinished();
 }
