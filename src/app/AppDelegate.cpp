@@ -59,6 +59,12 @@ void AppDelegate::applicationDidFinishLaunching() {
     startRecording();
     startReports();
     QPointer<AppDelegate> self(this);
+    // Pelka's visit at the working day's end; the check itself decides whether it is time.
+    dayEnd = base::Scheduler::current().every(300.0, [self] {
+        if (self && self->stage) {
+            self->stage->dayEndCheck();
+        }
+    });
     // Links that came early run once everything above stands, in the order they arrived.
     startUpFinish = base::Scheduler::current().after(0, [self] {
         if (!self) {

@@ -81,4 +81,5 @@ private:
     void observeLanguage();
 
     base::Timer startUpFinish;
+    base::Timer dayEnd;
 };

@@ -122,6 +122,7 @@ void StageViewController::playerWantsToAppear(CharacterPlayer& p) {
 
 void StageViewController::playerWantsToDisappear(CharacterPlayer& p) {
     closeChat();
+    closeReport();
     QPointer<StageViewController> self(this);
     // Leaves at once when the character has no "Hide".
     p.play({QStringLiteral("Hide")}, false, [self] {
@@ -308,6 +309,7 @@ bool StageViewController::keyDown(int key) {
         return true;
     case Qt::Key_Escape:
         closeChat();
+        closeReport();
         return true;
     case Qt::Key_Space:
         player().playSomething();
@@ -346,6 +348,10 @@ void StageViewController::showContextMenu(QPoint at) {
                             self->openChat(true);
                         }
                     });
+    if (const auto own = ownActions(agent, menu); !own.isEmpty()) {
+        menu->addSeparator();
+        menu->addActions(own);
+    }
     if (const auto reports = reportActions(agent, menu); !reports.isEmpty()) {
         menu->addSeparator();
         menu->addActions(reports);

@@ -31,6 +31,9 @@
 class CharacterPlayer;
 class CharacterSheet;
 class CharacterWindow;
+class DaySummary;
+class DornReportPanel;
+struct DornReport;
 class QAction;
 class QMimeData;
 class QMenu;
@@ -190,12 +193,19 @@ private:
 
     // --- Agent action menus (time/StageAgentActions.cpp) ---
 public:
+    // The agent's own rows of the context menu. Owned by parent.
+    QList<QAction*> ownActions(VantleAgent agent, QObject* parent);
     // The report items of the context menu: they go with Pelka when she is around, and with
     // whoever stands there when she isn't. Owned by parent.
     QList<QAction*> reportActions(VantleAgent agent, QObject* parent);
 
-    // What a timer can be started on: the recent entries, then none. Owned by parent.
+    // What a timer can be started on: the recent entries, then none, then asking Pelka.
     QMenu* timerStartMenu(QWidget* parent);
+
+    // Pelka is installed and the workspace hasn't said she is switched off.
+    static bool isPelkaAtHand();
+    // There is a workspace, and it keeps time for this user.
+    static bool isTimerUsable();
 
     // How the menus reach the program's reports.
     std::function<void(const QDate& day)> onGenerateReport;
@@ -203,13 +213,52 @@ public:
     // Lets the program add its own rows to the figure's menu before it opens.
     std::function<void(QMenu& menu)> onContextMenu;
 
-    // --- Time dialogues (time/StageTimer.cpp) ---
+private:
+    QList<QAction*> pelkaActions(QObject* parent);
+    // A row that opens a page of the workspace; titled with the link arrow.
+    QAction* vantleLink(const QString& title, const QString& path, QObject* parent);
 
+    // --- Time dialogues (time/StageTimer.cpp, time/StageTimeDialogues.cpp) ---
+public:
     // Start and stop in the background; a failure is said by the figure.
     void startTimer(std::optional<TimeEntry> like);
     void stopTimer();
     // Pelka's word on what the timer did, unless the user is typing to her.
     void timerNotice(const QString& text);
+
+    // Run every 300 seconds: at the working day's end Pelka comes by herself, once a day.
+    void dayEndCheck();
+    void startTimerByAsking();
+    void logTime();
+    // asked: the user chose it; otherwise too little recorded passes in silence.
+    void offerTodaysTime(bool asked);
+    void requestTimeOff();
+    void confirmSickToday();
+
+private:
+    void talkToPelka(const std::optional<QString>& placeholder, const std::optional<QString>& say,
+                     const std::optional<QString>& opening);
+    // A question with buttons and no input field.
+    void pelkaAsks(const QString& question, const QList<ChatChoice>& choices,
+                   const std::optional<QString>& hint, std::function<void(const ChatChoice& choice)> onPick);
+    void askAboutRunningTimer(const TimeEntry& entry);
+    void showDaySummary(const DaySummary& summary);
+
+    // The pause before the day's end question, and the one after the running-timer answer.
+    base::Timer dayEndStep;
+
+    // --- Board report (panels/StageDornReport.cpp) ---
+public:
+    // Fetches Dorn's newest report and shows it in its panel beside the figure.
+    void showDornReport();
+    // Safe in any state.
+    void closeReport();
+
+    QPointer<DornReportPanel> reportPanel;
+
+private:
+    // A new report always replaces the panel that is open.
+    void presentReport(const DornReport& report);
 
     // --- Notifications and approvals (notifications/StageNotifications.cpp, StageApprovals.cpp) ---
 public:

@@ -29,6 +29,14 @@ QMenu* StageViewController::timerStartMenu(QWidget* parent) {
                             self->startTimer(std::nullopt);
                         }
                     });
+    if (isPelkaAtHand()) {
+        menu->addAction(base::pick(QStringLiteral("Other Project…"), QStringLiteral("Muu projekt…")), menu,
+                        [self] {
+                            if (self) {
+                                self->startTimerByAsking();
+                            }
+                        });
+    }
     return menu;
 }
 
@@ -55,6 +63,10 @@ void StageViewController::startTimer(std::optional<TimeEntry> like) {
 void StageViewController::stopTimer() {
     [](QPointer<StageViewController> self) -> QCoro::Task<> {
         const auto stopped = co_await TimeTracker::shared().stop();
+        if (!stopped) {
+            // Most often stopped elsewhere in the meantime: the menus should stop offering it.
+            TimeTracker::shared().refresh();
+        }
         if (!self) {
             co_return;
         }

@@ -21,6 +21,7 @@
 #include <memory>
 #include <optional>
 
+struct DornReport;
 struct VantleApproval;
 struct TimeEntry;
 struct TimerState;
@@ -107,6 +108,9 @@ QCoro::Task<Result<TimerState>> timerState();
 QCoro::Task<Result<TimeEntry>> startTimer(std::optional<TimeEntry> like);
 QCoro::Task<Result<TimeEntry>> stopTimer(QString id);
 QCoro::Task<Result<QList<TimeEntry>>> recentTimers();
+
+// Dorn's newest board report; none when he has written none (panels/VantleClientBoard.cpp).
+QCoro::Task<Result<std::optional<DornReport>>> dornReport();
 
 // The JSON text of a body: compact, with sorted keys.
 QByteArray jsonBody(const QJsonObject& object);

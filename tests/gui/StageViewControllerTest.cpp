@@ -276,8 +276,8 @@ TEST_F(StageTest, TheContextMenuOpensOnlyWithACharacterChoosesAgentsAndHidesTheF
     };
     QMenu* menu = open();
     ASSERT_TRUE(menu);
-    EXPECT_EQ(items(menu), "Chat with Dorn…|New Conversation|-|Choose Agent|Settings…|Hide");
-    QMenu* agents = menu->actions().at(3)->menu();
+    EXPECT_EQ(items(menu), "Chat with Dorn…|New Conversation|-|Approvals ↗|-|Choose Agent|Settings…|Hide");
+    QMenu* agents = menu->actions().at(5)->menu();
     ASSERT_TRUE(agents);
     EXPECT_EQ(items(agents), "Dorn*|Lirra|Morvo|Pelka|-|Next Agent");
     EXPECT_EQ(agents->actions().at(3)->shortcut(), QKeySequence("Ctrl+Alt+4"));
@@ -294,7 +294,7 @@ TEST_F(StageTest, TheContextMenuOpensOnlyWithACharacterChoosesAgentsAndHidesTheF
     Settings::setValue(QLatin1String(Settings::Key::language), QStringLiteral("et"));
     menu = open();
     ASSERT_TRUE(menu);
-    EXPECT_EQ(items(menu), "Vestle Dorniga…|Uus vestlus|-|Vali agent|Seaded…|Peida");
+    EXPECT_EQ(items(menu), "Vestle Dorniga…|Uus vestlus|-|Kinnitused ↗|-|Vali agent|Seaded…|Peida");
     menu->close();
     Settings::setValue(QLatin1String(Settings::Key::language), QStringLiteral("en"));
 
@@ -303,7 +303,7 @@ TEST_F(StageTest, TheContextMenuOpensOnlyWithACharacterChoosesAgentsAndHidesTheF
     ASSERT_TRUE(stage->balloonPanel);
     menu = open();
     ASSERT_TRUE(menu);
-    menu->actions().at(5)->trigger();
+    menu->actions().last()->trigger();
     menu->close();
     EXPECT_FALSE(stage->balloonPanel);
     EXPECT_EQ(player().currentAnimation(), "Hide");

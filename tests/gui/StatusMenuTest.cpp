@@ -112,7 +112,7 @@ TEST_F(StatusMenuTest, TheRowsFollowTheTimerInBothLanguagesAndTheIconShowsItRunn
     // Started from the submenu; the notice is Pelka's, and Dorn is on stage, so none shows.
     QMenu* start = row(status->menu, "Start Timer")->menu();
     ASSERT_TRUE(start);
-    EXPECT_EQ(rows(*start), QStringList{"Without a Project"});
+    EXPECT_EQ(rows(*start), (QStringList{"Without a Project", "Other Project…"}));
     row(*start, "Without a Project")->trigger();
     ASSERT_TRUE(spinUntil([&] { return countOf("POST", entriesPath) == 1; }));
     ASSERT_TRUE(spinUntil([&] { return status->showsRunning; }));
@@ -145,7 +145,7 @@ TEST_F(StatusMenuTest, TheRowsFollowTheTimerInBothLanguagesAndTheIconShowsItRunn
     status->menuNeedsUpdate();
     start = row(status->menu, "Start Timer")->menu();
     ASSERT_TRUE(start);
-    EXPECT_EQ(rows(*start), (QStringList{"Without a project", "-", "Without a Project"}));
+    EXPECT_EQ(rows(*start), (QStringList{"Without a project", "-", "Without a Project", "Other Project…"}));
     TimeEntry like;
     like.note = QStringLiteral("Nineteen characters"); // 19
     stage->startTimer(like);

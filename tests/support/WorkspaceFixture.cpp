@@ -14,7 +14,7 @@ void WorkspaceFixture::SetUp() {
         GTEST_SKIP() << "built without the workspace simulator";
     }
     TestEnvironment::freshSettings();
-    scheduler = std::make_unique<base::VirtualScheduler>();
+    scheduler = std::make_unique<base::VirtualScheduler>(virtualStart);
     startSim();
 }
 

@@ -5,6 +5,7 @@
 #include "support/SimProcess.h"
 
 #include <QCoro/QCoroTask>
+#include <QDateTime>
 
 #include <gtest/gtest.h>
 
@@ -29,6 +30,8 @@ protected:
 
     template <typename T> T await(QCoro::Task<T>&& task) { return QCoro::waitFor(std::move(task)); }
 
+    // Where virtual time begins; a test may move it before SetUp.
+    QDateTime virtualStart = QDateTime(QDate(2026, 3, 2), QTime(9, 0));
     std::unique_ptr<SimProcess> sim;
     platform::fake::FakeServices services;
     std::unique_ptr<base::VirtualScheduler> scheduler;
