@@ -79,7 +79,6 @@ QHBoxLayout* markedRow(QVBoxLayout* box, QWidget* parent, BalloonSymbol symbol, 
 
 DornReportView::DornReportView(const DornReport& report, QWidget* parent) : QWidget(parent) {
     column = new QWidget;
-    column->setAutoFillBackground(false);
     auto* layout = new QVBoxLayout(column);
     layout->setContentsMargins(padding, padding, padding, padding);
     layout->setSpacing(16);
@@ -189,6 +188,8 @@ DornReportView::DornReportView(const DornReport& report, QWidget* parent) : QWid
     scroller->setWidgetResizable(true);
     scroller->viewport()->setAutoFillBackground(false);
     scroller->setWidget(column);
+    // The scroll area paints what it holds in the window's colour; the surface shows through here.
+    column->setAutoFillBackground(false);
     auto* outer = new QVBoxLayout(this);
     outer->setContentsMargins(0, 0, 0, 0);
     outer->addWidget(scroller);

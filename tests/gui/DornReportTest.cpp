@@ -4,6 +4,7 @@
 #include "panels/HealthRing.h"
 #include "panels/PriorityTag.h"
 #include "panels/ReportText.h"
+#include "stage/BalloonStyle.h"
 #include "support/SpinUntil.h"
 #include "support/StageFixture.h"
 #include "workspace/VantleClient.h"
@@ -114,7 +115,12 @@ TEST_F(DornReportTest, TheNewestReportOpensBesideTheFigureReplacesTheLastAndClos
     EXPECT_EQ(frame.top(), std::lround(figure.top() + 0.3 * figure.height()) - 36);
     EXPECT_FALSE(first->findChild<QScrollArea*>()->verticalScrollBar()->isVisible());
     keep(*first, "dorn-report-full.png");
-    EXPECT_GT(pixelsNear(first->grab().toImage(), HealthRing::color(72)), 100) << "the ring in green";
+    const QImage look = first->grab().toImage();
+    EXPECT_GT(pixelsNear(look, HealthRing::color(72)), 100) << "the ring in green";
+    EXPECT_GT(pixelsNear(look, BalloonStyle::surface()), frame.width() * frame.height() / 2)
+        << "the balloon's light surface behind the text";
+    const QPoint corner = frame.topLeft() - first->pos() + QPoint(2, 2);
+    EXPECT_LT(qAlpha(look.pixel(corner)), 40) << "rounded corners";
 
     // The panel keeps its place beside the figure as the figure moves.
     window->move(window->pos() + QPoint(40, 20));

@@ -53,6 +53,25 @@ Reply replyFor(const QString& agent, const QString& message, const QString& choi
         reply.options = QJsonArray{choice(QStringLiteral("Send it"), QStringLiteral("email:send:draft-2"))};
         return reply;
     }
+    if (choiceRef == QLatin1String("time:log-day")) {
+        reply.tools = {QStringLiteral("create_time_entries")};
+        reply.text = QStringLiteral("Logged three entries for today: 2h 40m on Harbour Logistics · Route "
+                                    "planning, 25m on Mäe Ehitus office move · Planning and 40m on "
+                                    "Internal · Administration. See [your timesheet](/time).");
+        return reply;
+    }
+    if (mentions(message, {"Suggest time entries", "Paku selle põhjal"})) {
+        reply.tools = {QStringLiteral("get_timesheet"), QStringLiteral("list_projects")};
+        reply.text = QStringLiteral("From your day I'd log:\n\n"
+                                    "- **Harbour Logistics · Route planning**: 2h 40m (the routes sheet and "
+                                    "the Harbour mail)\n"
+                                    "- **Mäe Ehitus office move · Planning**: 25m (the floor plan)\n"
+                                    "- **Internal · Administration**: 40m (the inbox)\n\n"
+                                    "The rest wasn't project work. Shall I log these?");
+        reply.options = QJsonArray{choice(QStringLiteral("Log them"), QStringLiteral("time:log-day")),
+                                   QStringLiteral("Not now")};
+        return reply;
+    }
     if (choiceRef.startsWith(QLatin1String("absence:"))) {
         reply.tools = {QStringLiteral("request_absence")};
         reply.text =
@@ -183,7 +202,8 @@ void DemoCompany::seed() {
 
 void DemoCompany::start() {
     const int generation = ++generation_;
-    sim_.hub().schedule(std::chrono::seconds(30), [this, generation] { tick(generation, 0); });
+    sim_.hub().schedule(std::chrono::seconds(sim_.options().demoNoticesAfter),
+                        [this, generation] { tick(generation, 0); });
 }
 
 void DemoCompany::tick(int generation, int count) {
@@ -213,6 +233,17 @@ void DemoCompany::tick(int generation, int count) {
 TurnScript DemoCompany::answer(const QString& agent, const QString& message, const QString& choiceRef,
                                int attachmentCount) const {
     const Reply reply = replyFor(agent, message, choiceRef, attachmentCount);
+    if (choiceRef == QLatin1String("time:log-day")) {
+        // The entries the answer speaks of, ending now, so that the timesheet shows them.
+        SimState& state = sim_.state();
+        const QDateTime now = QDateTime::currentDateTimeUtc();
+        state.addPastEntry(QStringLiteral("prj-harbour"), QStringLiteral("tsk-routes"), QString(),
+                           now.addSecs(-(160 + 25 + 40) * 60), 160 * 60);
+        state.addPastEntry(QStringLiteral("prj-mae"), QStringLiteral("tsk-plan"), QString(),
+                           now.addSecs(-(25 + 40) * 60), 25 * 60);
+        state.addPastEntry(QStringLiteral("prj-internal"), QStringLiteral("tsk-admin"), QString(),
+                           now.addSecs(-40 * 60), 40 * 60);
+    }
     TurnScript script;
     int first = SimJson::randomBetween(150, 300);
     for (const QString& tool : reply.tools) {

@@ -25,6 +25,7 @@ struct SimOptions {
     int port = 0;
     std::string key = "demo-key";
     bool demo = false;
+    int demoNoticesAfter = 30; // seconds from the start to the demo's first notification
     std::string base = "/app"; // workspace paths live under it, escapes as written; "" is the root
 };
 

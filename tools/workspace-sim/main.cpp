@@ -1,7 +1,7 @@
 // workspace-sim: a local stand-in for the hosted workspace and for the local model's server, on
 // 127.0.0.1 only. The desktop program's demo runs against it, and so do the integration tests.
 //
-//   workspace-sim [--port N] [--key K] [--demo] [--base PATH]
+//   workspace-sim [--port N] [--key K] [--demo] [--notices-after S] [--base PATH]
 //
 // The first line on standard output is "listening on 127.0.0.1:PORT". SIGTERM or SIGINT stops it
 // with status 0. The control API is described in README.md beside this file.
@@ -25,11 +25,13 @@
 namespace {
 
 void usage(FILE* out) {
-    std::fprintf(out, "usage: workspace-sim [--port N] [--key K] [--demo] [--base PATH]\n"
-                      "  --port N     port on 127.0.0.1; 0 (the default) picks a free one\n"
-                      "  --key K      the desktop key that the token exchange accepts (default demo-key)\n"
-                      "  --demo       play a small company: streamed answers, tools, notifications\n"
-                      "  --base PATH  path under which the workspace lives (default /app)\n");
+    std::fprintf(out,
+                 "usage: workspace-sim [--port N] [--key K] [--demo] [--notices-after S] [--base PATH]\n"
+                 "  --port N     port on 127.0.0.1; 0 (the default) picks a free one\n"
+                 "  --key K      the desktop key that the token exchange accepts (default demo-key)\n"
+                 "  --demo       play a small company: streamed answers, tools, notifications\n"
+                 "  --notices-after S  the demo's first notification S seconds after the start (default 30)\n"
+                 "  --base PATH  path under which the workspace lives (default /app)\n");
 }
 
 bool parse(int argc, char** argv, SimOptions* options) {
@@ -41,17 +43,26 @@ bool parse(int argc, char** argv, SimOptions* options) {
             *out = argv[++i];
             return true;
         };
-        std::string text;
-        if (arg == "--demo") {
-            options->demo = true;
-        } else if (arg == "--port") {
+        // The next argument as a whole number within the bounds.
+        auto number = [&](long low, long high, int* out) {
+            std::string text;
             if (!value(&text))
                 return false;
             char* end = nullptr;
-            const long port = std::strtol(text.c_str(), &end, 10);
-            if (end == text.c_str() || *end != '\0' || port < 0 || port > 65535)
+            const long n = std::strtol(text.c_str(), &end, 10);
+            if (end == text.c_str() || *end != '\0' || n < low || n > high)
                 return false;
-            options->port = static_cast<int>(port);
+            *out = static_cast<int>(n);
+            return true;
+        };
+        if (arg == "--demo") {
+            options->demo = true;
+        } else if (arg == "--port") {
+            if (!number(0, 65535, &options->port))
+                return false;
+        } else if (arg == "--notices-after") {
+            if (!number(0, 86400, &options->demoNoticesAfter))
+                return false;
         } else if (arg == "--key") {
             if (!value(&options->key) || options->key.empty())
                 return false;
