@@ -97,6 +97,9 @@ TEST_F(PelkaTimeTest, TheDayEndComesOnceFromTheReportTimeOnAndLogsTheDayThroughP
     stage->say("Busy");
     stage->dayEndCheck();
     stage->closeChat();
+    stage->player().isHidden = true;
+    stage->dayEndCheck();
+    stage->player().isHidden = false;
     TimeTracker::shared().enabledAgents = QSet<QString>{"dorn"};
     stage->dayEndCheck();
     EXPECT_EQ(offered(), QString());
