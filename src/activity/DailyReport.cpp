@@ -32,19 +32,12 @@ Relative relativeDay(const QDate& day) {
 
 // The weekday's name; in Estonian in the genitive ("esmaspäev" gives "esmaspäeva").
 QString weekday(const QDate& day) {
-    const bool estonian = Language::current() == AppLanguage::et;
-    const QLocale locale(estonian ? QLocale::Estonian : QLocale::English,
-                         estonian ? QLocale::Estonia : QLocale::UnitedStates);
-    QString name = locale.toString(day, QStringLiteral("dddd"));
-    if (estonian && name.endsWith(QLatin1String("päev"))) {
+    const AppLanguage language = Language::current();
+    QString name = Language::locale(language).toString(day, QStringLiteral("dddd"));
+    if (language == AppLanguage::et && name.endsWith(QLatin1String("päev"))) {
         name += QLatin1Char('a');
     }
     return name;
-}
-
-QLocale reportLocale(bool estonian) {
-    return estonian ? QLocale(QLocale::Estonian, QLocale::Estonia)
-                    : QLocale(QLocale::English, QLocale::UnitedStates);
 }
 
 QString systemPrompt(bool estonian) {
@@ -99,8 +92,10 @@ QString reportText(const QDate& day, const Digest& digest, const QString& answer
     const auto words = [estonian](const char* english, const char* estonianText) {
         return QString::fromUtf8(estonian ? estonianText : english);
     };
-    QString text = QStringLiteral("# ") + words("Daily report", "Päeva aruanne") + QStringLiteral(": ") +
-                   reportLocale(estonian).toString(day, QLocale::LongFormat) + QStringLiteral("\n\n");
+    QString text =
+        QStringLiteral("# ") + words("Daily report", "Päeva aruanne") + QStringLiteral(": ") +
+        Language::locale(estonian ? AppLanguage::et : AppLanguage::en).toString(day, QLocale::LongFormat) +
+        QStringLiteral("\n\n");
     text += answer.trimmed() + QStringLiteral("\n\n---\n\n");
     text += QStringLiteral("## ") + words("Recorded app usage", "Salvestatud rakenduste kasutus") +
             QStringLiteral("\n\n");

@@ -22,6 +22,11 @@ AppLanguage current() {
     return QLocale().language() == QLocale::Estonian ? AppLanguage::et : AppLanguage::en;
 }
 
+QLocale locale(AppLanguage language) {
+    return language == AppLanguage::et ? QLocale(QLocale::Estonian, QLocale::Estonia)
+                                       : QLocale(QLocale::English, QLocale::UnitedStates);
+}
+
 QCoro::Task<> refreshWorkspaceLanguage() {
     const auto address = Settings::vantleURL();
     if (!address) {

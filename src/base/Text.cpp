@@ -30,4 +30,11 @@ QString menuText(QString text) {
     return text;
 }
 
+QString truncated(const QString& text, qsizetype length) {
+    if (text.size() <= length) {
+        return text;
+    }
+    return text.left(length > 0 && text.at(length - 1).isHighSurrogate() ? length - 1 : length);
+}
+
 } // namespace base

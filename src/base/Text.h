@@ -19,4 +19,8 @@ std::optional<QString> strictUtf8(QByteArrayView bytes);
 // a line break is a blank.
 QString menuText(QString text);
 
+// The text's first `length` UTF-16 units, one fewer where the cut would split a character
+// beyond the basic plane; the text as it stands when it is no longer.
+QString truncated(const QString& text, qsizetype length);
+
 } // namespace base

@@ -1,6 +1,7 @@
 #include "notifications/VantleApproval.h"
 
 #include "base/Json.h"
+#include "base/Text.h"
 
 #include <QStringList>
 
@@ -12,9 +13,7 @@ QString shortened(const QString& details) {
     if (details.size() <= detailLimit) {
         return details;
     }
-    // A character outside the basic plane isn't cut in half.
-    const qsizetype cut = details.at(detailLimit - 1).isHighSurrogate() ? detailLimit - 1 : detailLimit;
-    return details.left(cut) + QStringLiteral("…");
+    return base::truncated(details, detailLimit) + QStringLiteral("…");
 }
 
 } // namespace

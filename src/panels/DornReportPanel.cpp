@@ -3,6 +3,7 @@
 #include "panels/DornReportView.h"
 #include "platform/Services.h"
 #include "stage/BalloonSurface.h"
+#include "stage/PanelPlacement.h"
 
 #include <QKeyEvent>
 #include <QPainter>
@@ -11,12 +12,8 @@
 #include <QWindow>
 
 #include <algorithm>
-#include <cmath>
 
 namespace {
-constexpr int gap = 2;
-constexpr int aboveLine = 36;
-constexpr double lineDown = 0.3;
 constexpr int panelWidth = DornReportView::columnWidth;
 } // namespace
 
@@ -64,23 +61,15 @@ bool DornReportPanel::eventFilter(QObject* watched, QEvent* event) {
 }
 
 void DornReportPanel::place(const QRect& beside, QScreen* on) {
-    const QRect bounds = on ? on->availableGeometry() : beside.adjusted(-1000, -1000, 1000, 1000);
+    const QRect bounds = PanelPlacement::limit(beside, on);
     const int height = std::max(1, std::min({contentHeight, heightLimit, bounds.height() - 20}));
-
-    // Towards the larger part of the screen; a figure exactly in the middle has it on its left.
-    const double boundsMiddle = bounds.x() + bounds.width() / 2.0;
-    const double frameMiddle = beside.x() + beside.width() / 2.0;
-    int x = boundsMiddle <= frameMiddle ? beside.x() - panelWidth - gap : beside.x() + beside.width() + gap;
-    int y = static_cast<int>(std::lround(beside.y() + lineDown * beside.height())) - aboveLine;
-    x = std::max(x, bounds.x());
-    x = std::min(x, bounds.x() + bounds.width() - panelWidth);
-    y = std::min(y, bounds.y() + bounds.height() - height);
-    y = std::max(y, bounds.y());
+    const QSize size(panelWidth, height);
+    const QPoint at = PanelPlacement::corner(beside, bounds, size);
 
     const QMargins room = BalloonSurface::shadowMargins();
-    surface->setGeometry(QRect(QPoint(room.left(), room.top()), QSize(panelWidth, height)));
+    surface->setGeometry(QRect(QPoint(room.left(), room.top()), size));
     reportView->setScrolls(height < contentHeight);
-    setGeometry(QRect(QPoint(x, y), QSize(panelWidth, height)).marginsAdded(room));
+    setGeometry(QRect(at, size).marginsAdded(room));
     update();
 }
 

@@ -30,7 +30,6 @@ public:
     void place(const QRect& beside, QScreen* on);
     // The report's own rectangle on the screen: the panel less the room of its shadow.
     QRect reportFrame() const;
-    DornReportView& view() const { return *reportView; }
 
     void orderOut() { hide(); }
 

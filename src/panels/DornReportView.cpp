@@ -11,11 +11,12 @@
 
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QLocale>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QVBoxLayout>
+
+#include <algorithm>
 
 namespace {
 
@@ -37,18 +38,6 @@ ReportText* text(const QString& text, const QFont& font, QWidget* parent,
     return new ReportText(text, font, color, parent);
 }
 
-// A text held to the narrative's limit, never cut inside a surrogate pair.
-QString capped(const QString& text) {
-    if (text.size() <= DornReportView::narrativeLimit) {
-        return text;
-    }
-    qsizetype end = DornReportView::narrativeLimit;
-    if (text.at(end - 1).isHighSurrogate()) {
-        --end;
-    }
-    return text.left(end) + QChar(0x2026);
-}
-
 // A section: its heading in capitals, then its rows.
 QVBoxLayout* section(QVBoxLayout* column, QWidget* parent, const QString& heading) {
     auto* box = new QVBoxLayout;
@@ -60,17 +49,19 @@ QVBoxLayout* section(QVBoxLayout* column, QWidget* parent, const QString& headin
     return box;
 }
 
-// A row with a symbol in front of its text, the symbol on the first line.
+// A row with a symbol in front of its text, the symbol on the middle of the first line.
 QHBoxLayout* markedRow(QVBoxLayout* box, QWidget* parent, BalloonSymbol symbol, const QColor& color) {
+    constexpr int side = 11;
     auto* row = new QHBoxLayout;
     row->setSpacing(8);
-    auto* mark = new SymbolView(11, parent);
+    auto* mark = new SymbolView(side, parent);
     mark->setSymbol(symbol, color);
+    auto* markColumn = new QVBoxLayout;
     const int lineHeight = QFontMetrics(BalloonStyle::font(rowText)).height();
-    row->addWidget(mark, 0, Qt::AlignTop);
-    row->setAlignment(mark, Qt::AlignTop);
-    mark->setContentsMargins(0, (lineHeight - 11) / 2, 0, 0);
-    mark->setFixedHeight(11 + (lineHeight - 11) / 2);
+    markColumn->setContentsMargins(0, std::max(0, (lineHeight - side) / 2), 0, 0);
+    markColumn->addWidget(mark);
+    markColumn->addStretch(1);
+    row->addLayout(markColumn);
     box->addLayout(row);
     return row;
 }
@@ -109,7 +100,10 @@ DornReportView::DornReportView(const DornReport& report, QWidget* parent) : QWid
     layout->addLayout(header);
 
     if (!report.narrative.isEmpty()) {
-        layout->addWidget(text(capped(report.narrative), BalloonStyle::font(13), column));
+        layout->addWidget(text(report.narrative.size() > narrativeLimit
+                                   ? base::truncated(report.narrative, narrativeLimit) + QChar(0x2026)
+                                   : report.narrative,
+                               BalloonStyle::font(13), column));
     }
 
     if (!report.positives.isEmpty()) {
@@ -215,12 +209,12 @@ QString DornReportView::secondLine(const DornReport::Recommendation& recommendat
 }
 
 QString DornReportView::written(const QDateTime& at) {
-    const bool estonian = Language::current() == AppLanguage::et;
-    const QLocale locale = estonian ? QLocale(QLocale::Estonian, QLocale::Estonia)
-                                    : QLocale(QLocale::English, QLocale::UnitedStates);
+    const AppLanguage language = Language::current();
+    const QLocale locale = Language::locale(language);
     const QDateTime local = at.toLocalTime();
-    const QString day = locale.toString(local.date(), estonian ? QStringLiteral("d. MMM yyyy")
-                                                               : QStringLiteral("MMM d, yyyy"));
+    const QString day =
+        locale.toString(local.date(), language == AppLanguage::et ? QStringLiteral("d. MMM yyyy")
+                                                                  : QStringLiteral("MMM d, yyyy"));
     return base::pick(QStringLiteral("Written "), QStringLiteral("Koostatud ")) + day + QLatin1Char(' ') +
            locale.toString(local.time(), QLocale::ShortFormat);
 }

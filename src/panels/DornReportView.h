@@ -28,7 +28,6 @@ public:
     void setScrolls(bool on);
     // The height the whole report wants at the column's width.
     int naturalHeight() const;
-    QWidget* content() const { return column; }
 
     // A recommendation's second line: who does it and what it brings, whichever are given.
     static QString secondLine(const DornReport::Recommendation& recommendation);

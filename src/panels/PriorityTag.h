@@ -11,7 +11,6 @@ public:
     explicit PriorityTag(const QString& priority, QWidget* parent = nullptr);
 
     QString label() const { return text; }
-    QColor color() const { return tint; }
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override { return sizeHint(); }

@@ -4,6 +4,7 @@
 #include "platform/Services.h"
 #include "stage/BalloonSurface.h"
 #include "stage/BalloonView.h"
+#include "stage/PanelPlacement.h"
 
 #include <QKeyEvent>
 #include <QPainter>
@@ -11,13 +12,8 @@
 #include <QWindow>
 
 #include <algorithm>
-#include <cmath>
 
 namespace {
-
-constexpr int gap = 2;
-constexpr int aboveLine = 36;
-constexpr double lineDown = 0.3;
 
 // How tall the balloon may grow on a screen of this free area: most of it, so that a long
 // answer scrolls inside the balloon before the balloon covers the whole screen.
@@ -43,23 +39,13 @@ BalloonPanel::BalloonPanel(QWidget* figureWindow)
 void BalloonPanel::place(const QRect& beside, QScreen* on) {
     placedBeside = beside;
     placedOn = on;
-    const QRect bounds = on ? on->availableGeometry() : beside.adjusted(-1000, -1000, 1000, 1000);
+    const QRect bounds = PanelPlacement::limit(beside, on);
     const QSize size = view->fittingSize(heightLimit(bounds));
-
-    // The balloon opens towards the middle of the screen; a figure exactly in the middle has it
-    // on its left.
-    const double boundsMiddle = bounds.x() + bounds.width() / 2.0;
-    const double frameMiddle = beside.x() + beside.width() / 2.0;
-    int x = boundsMiddle <= frameMiddle ? beside.x() - size.width() - gap : beside.x() + beside.width() + gap;
-    int y = static_cast<int>(std::lround(beside.y() + lineDown * beside.height())) - aboveLine;
-    x = std::max(x, bounds.x());
-    x = std::min(x, bounds.x() + bounds.width() - size.width());
-    y = std::min(y, bounds.y() + bounds.height() - size.height());
-    y = std::max(y, bounds.y());
+    const QPoint at = PanelPlacement::corner(beside, bounds, size);
 
     const QMargins room = BalloonSurface::shadowMargins();
     view->setGeometry(QRect(QPoint(room.left(), room.top()), size));
-    setGeometry(QRect(QPoint(x, y), size).marginsAdded(room));
+    setGeometry(QRect(at, size).marginsAdded(room));
     update();
 }
 

@@ -26,7 +26,7 @@ public:
 
     // Sizes the balloon to its content and puts it beside the frame: on the side towards the
     // middle of the screen, its top 36 pixels above the line 30% down the frame, and within the
-    // screen's free area (the top and left edges win). With no screen, anywhere near the frame.
+    // screen's free area (the top edge wins). With no screen, anywhere near the frame.
     // Done again by itself when the content changes and when the figure moves.
     void place(const QRect& beside, QScreen* on);
     // The balloon's own rectangle on the screen: the panel less the room of its shadow.

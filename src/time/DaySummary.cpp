@@ -2,6 +2,7 @@
 
 #include "activity/ActivityRecorder.h"
 #include "activity/Digest.h"
+#include "base/Text.h"
 
 #include <QHash>
 
@@ -19,15 +20,6 @@ QList<std::pair<QString, double>> largest(const QHash<QString, double>& totals, 
     }
     std::sort(kept.begin(), kept.end(), [](const auto& a, const auto& b) { return a.second > b.second; });
     return kept.mid(0, count);
-}
-
-// The first characters of a title, never half of a character beyond the basic plane.
-QString cut(const QString& title, int length) {
-    if (title.size() <= length) {
-        return title;
-    }
-    const int end = title.at(length - 1).isHighSurrogate() ? length - 1 : length;
-    return title.left(end);
 }
 
 } // namespace
@@ -58,7 +50,7 @@ DaySummary DaySummary::of(const QList<ActivitySpan>& spans) {
     for (const auto& [app, seconds] : largest(totals, appThreshold, maxLines)) {
         Line line{app, seconds, {}};
         for (const auto& [title, titleSeconds] : largest(titleTotals.value(app), titleThreshold, maxTitles)) {
-            line.titles.append({cut(title, titleLength), titleSeconds});
+            line.titles.append({base::truncated(title, titleLength), titleSeconds});
         }
         summary.lines.append(line);
     }

@@ -12,12 +12,6 @@
 
 namespace {
 
-const QString pelkaId = QStringLiteral("pelka");
-
-bool pelkaInstalled() {
-    return CharacterSheet::available().contains(pelkaId);
-}
-
 // The action runs on the stage while it lives; a row left over from a stage that has gone does
 // nothing.
 QAction* row(const QString& title, QObject* parent, QPointer<StageViewController> stage,
@@ -41,7 +35,8 @@ QAction* separator(QObject* parent) {
 
 bool StageViewController::isPelkaAtHand() {
     const auto& enabled = TimeTracker::shared().enabledAgents;
-    return pelkaInstalled() && (!enabled || enabled->contains(pelkaId));
+    const QString pelka = VantleAgents::rawValue(VantleAgent::pelka);
+    return CharacterSheet::available().contains(pelka) && (!enabled || enabled->contains(pelka));
 }
 
 bool StageViewController::isTimerUsable() {
@@ -126,8 +121,7 @@ QList<QAction*> StageViewController::pelkaActions(QObject* parent) {
 
 QList<QAction*> StageViewController::reportActions(VantleAgent agent, QObject* parent) {
     // While the workspace hasn't said which agents it runs, Pelka counts as there.
-    const auto& enabled = TimeTracker::shared().enabledAgents;
-    if (agent != VantleAgent::pelka && pelkaInstalled() && !(enabled && !enabled->contains(pelkaId))) {
+    if (agent != VantleAgent::pelka && isPelkaAtHand()) {
         return {};
     }
     return {row(base::pick(QStringLiteral("Today's Report"), QStringLiteral("Tänane aruanne")), parent, this,

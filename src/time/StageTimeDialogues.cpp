@@ -12,7 +12,13 @@
 
 namespace {
 
-const QString pelkaId = QStringLiteral("pelka");
+const QString pelkaId = VantleAgents::rawValue(VantleAgent::pelka);
+
+// What the user might type when telling Pelka what to log.
+QString logPlaceholder() {
+    return base::pick(QStringLiteral("e.g. 40 min to Pine House yesterday"),
+                      QStringLiteral("nt 40 min Pine House'ile eile"));
+}
 
 // Pelka's questions carry no reference: a pick is told by its label.
 QList<ChatChoice> choices(const QString& first, const QString& second) {
@@ -93,9 +99,7 @@ void StageViewController::offerTodaysTime(bool asked) {
     if (summary.active < 1800.0 || summary.lines.isEmpty()) {
         if (asked) {
             talkToPelka(
-                base::pick(QStringLiteral("e.g. 40 min to Pine House yesterday"),
-                           QStringLiteral("nt 40 min Pine House'ile eile")),
-                std::nullopt,
+                logPlaceholder(), std::nullopt,
                 base::pick(
                     QStringLiteral(
                         "There's too little on this computer today to suggest anything — tell me what "
@@ -208,9 +212,7 @@ void StageViewController::talkToPelka(const std::optional<QString>& placeholder,
 
 void StageViewController::logTime() {
     talkToPelka(
-        base::pick(QStringLiteral("e.g. 40 min to Pine House yesterday"),
-                   QStringLiteral("nt 40 min Pine House'ile eile")),
-        std::nullopt,
+        logPlaceholder(), std::nullopt,
         base::pick(QStringLiteral("What shall I log? Tell me how long, on which project, and the day if it "
                                   "wasn't today."),
                    QStringLiteral("Mida login? Ütle, kui kaua, millisele projektile ja päev, kui see polnud "

@@ -1,6 +1,7 @@
 #include "platform/linux/X11ActiveWindow.h"
 
 #include "app/Language.h"
+#include "base/Text.h"
 #include "platform/linux/X11.h"
 
 #include <QCoreApplication>
@@ -62,14 +63,11 @@ std::optional<WindowClass> windowClass(const Property& property) {
 
 // Trimmed, empty as none, and cut to the length kept without splitting a surrogate pair.
 std::optional<QString> shortened(const QString& title) {
-    QString out = title.trimmed();
+    const QString out = title.trimmed();
     if (out.isEmpty()) {
         return std::nullopt;
     }
-    if (out.size() > maxTitleLength) {
-        out.truncate(out.at(maxTitleLength - 1).isHighSurrogate() ? maxTitleLength - 1 : maxTitleLength);
-    }
-    return out;
+    return base::truncated(out, maxTitleLength);
 }
 
 // COMPOUND_TEXT, as xterm and other older clients write titles: Latin-1 text, with stretches of
