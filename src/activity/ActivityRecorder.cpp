@@ -92,6 +92,12 @@ void ActivityRecorder::start() {
                 self->sample();
             }
         };
+        services.activeWindow->onSightChange = [self] {
+            if (self) {
+                self->sample();
+                emit self->sightChanged();
+            }
+        };
     }
     if (auto events = services.sessionEvents) {
         connect(events.get(), &platform::SessionEvents::willSleep, this,
@@ -161,6 +167,12 @@ void ActivityRecorder::sample() {
     }
     closeCurrent(now);
     current = ActivitySpan{now, now, name, bundleID, title};
+}
+
+platform::Sight ActivityRecorder::sight() {
+    const auto window = platform::services().activeWindow;
+    return window ? window->sight()
+                  : platform::Sight{platform::Sight::Reach::nothing, platform::Sight::Cause::none};
 }
 
 void ActivityRecorder::setSeesFront(bool sees) {

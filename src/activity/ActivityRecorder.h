@@ -2,6 +2,7 @@
 
 #include "activity/ActivitySpan.h"
 #include "base/Scheduler.h"
+#include "platform/ActiveWindow.h"
 
 #include <QList>
 #include <QObject>
@@ -34,11 +35,14 @@ public:
     static QString fileURL(const QDate& day);
     // False while the window in front cannot be seen, so nothing is being recorded.
     bool canSeeApplications() const { return seesFront; }
+    // What the source of the window in front can see on this desktop.
+    static platform::Sight sight();
 
     std::optional<ActivitySpan> current;
 
 signals:
     void canSeeApplicationsChanged(bool sees);
+    void sightChanged();
 
 private:
     void sample();

@@ -34,15 +34,16 @@ SettingsModel::SettingsModel(AppDelegate* a, QObject* parent)
     vantleKey = Keychain::read(keyAccount()).value_or(QString());
     storedKey = vantleKey;
     readStored();
-    connect(&ActivityRecorder::shared(), &ActivityRecorder::canSeeApplicationsChanged, this,
-            [this](bool sees) {
-                canReadWindowTitles = sees;
-                emit changed();
-            });
+    const auto reread = [this] {
+        sight = ActivityRecorder::sight();
+        emit changed();
+    };
+    connect(&ActivityRecorder::shared(), &ActivityRecorder::canSeeApplicationsChanged, this, reread);
+    connect(&ActivityRecorder::shared(), &ActivityRecorder::sightChanged, this, reread);
 }
 
 void SettingsModel::readStored() {
-    canReadWindowTitles = ActivityRecorder::shared().canSeeApplications();
+    sight = ActivityRecorder::sight();
     recordWindowTitles = Settings::boolValue(QLatin1String(Settings::Key::recordWindowTitles));
     reportTime = timeFromMinutes(Settings::intValue(QLatin1String(Settings::Key::reportMinutes)));
     if (const auto autostart = platform::services().autostart) {
@@ -224,4 +225,10 @@ QStringList SettingsModel::reportModelChoices(const QStringList& installed, cons
 bool SettingsModel::keyInKeyring() {
     const auto store = platform::services().secretStore;
     return store && store->location() == platform::SecretStore::Location::keyring;
+}
+
+void SettingsModel::turnOnWindowSource() {
+    if (const auto window = platform::services().activeWindow) {
+        window->turnOn();
+    }
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/Scheduler.h"
+#include "platform/ActiveWindow.h"
 
 #include <QObject>
 #include <QPointer>
@@ -12,7 +13,7 @@
 class AppDelegate;
 
 // What the settings form needs beyond storing a value: the desktop key, the live connection
-// line, the local models, launch at login and whether window titles can be read. Tells the
+// line, the local models, launch at login and what the record can see of this desktop. Tells the
 // form to redraw through changed().
 class SettingsModel : public QObject {
     Q_OBJECT
@@ -29,7 +30,8 @@ public:
     std::optional<QString> launchAtLoginError;
     QStringList ollamaModels;
     QString ollamaStatus;
-    bool canReadWindowTitles = true;
+    // What the activity record can see of this desktop's windows.
+    platform::Sight sight;
     bool recordWindowTitles = false;
     QTime reportTime;
 
@@ -44,6 +46,8 @@ public:
     void setRecordWindowTitles(bool on);
     void setReportTime(const QTime& time);
     void setLaunchAtLogin(bool on);
+    // The one step that lets the record see this desktop's windows (the GNOME Shell extension).
+    void turnOnWindowSource();
 
     // The report time of a number of minutes after midnight; 00:00 for what isn't a time of day.
     static QTime timeFromMinutes(int minutes);

@@ -55,6 +55,50 @@ void labelled(QFormLayout* rows, QWidget* field) {
     rows->addRow(label, field);
 }
 
+// What the activity record sees of this desktop's windows, and the one step that lets it see more.
+QString sightText(const platform::Sight& sight) {
+    using Cause = platform::Sight::Cause;
+    using Reach = platform::Sight::Reach;
+    const auto pick = base::pick;
+    if (sight.reach == Reach::allWindows) {
+        return pick(QStringLiteral("The record sees every window on this desktop."),
+                    QStringLiteral("Salvestis näeb kõiki selle töölaua aknaid."));
+    }
+    if (sight.reach == Reach::x11Windows) {
+        return pick(QStringLiteral("The record sees only X11 windows: this Wayland desktop tells no other "
+                                   "program which of its own windows is in front."),
+                    QStringLiteral("Salvestis näeb ainult X11 aknaid: see Waylandi töölaud ei ütle ühelegi "
+                                   "teisele programmile, milline tema enda akendest on ees."));
+    }
+    switch (sight.cause) {
+    case Cause::extensionOff:
+        return pick(QStringLiteral("The record sees no windows until the program's GNOME Shell extension "
+                                   "is turned on."),
+                    QStringLiteral("Salvestis ei näe ühtegi akent, kuni programmi GNOME Shelli laiendus "
+                                   "on sisse lülitatud."));
+    case Cause::extensionMissing:
+        return pick(
+            QStringLiteral("The record sees no windows: GNOME Shell has not loaded the program's "
+                           "extension. Log out and in again once after installing the program."),
+            QStringLiteral("Salvestis ei näe ühtegi akent: GNOME Shell pole programmi laiendust "
+                           "laadinud. Logi pärast programmi paigaldamist korra välja ja uuesti sisse."));
+    case Cause::kwinRefused:
+        return pick(
+            QStringLiteral("The record sees no windows: KWin did not run the program's window script."),
+            QStringLiteral("Salvestis ei näe ühtegi akent: KWin ei käivitanud programmi aknaskripti."));
+    case Cause::compositorGone:
+        return pick(QStringLiteral("The record sees no windows: the connection to the desktop was lost. "
+                                   "Start the program again."),
+                    QStringLiteral("Salvestis ei näe ühtegi akent: ühendus töölauaga katkes. Käivita "
+                                   "programm uuesti."));
+    case Cause::none:
+    case Cause::compositorSilent:
+        break;
+    }
+    return pick(QStringLiteral("The record sees no windows on this desktop."),
+                QStringLiteral("Salvestis ei näe selle töölaua aknaid."));
+}
+
 void setLabel(QFormLayout* rows, QWidget* field, const QString& text) {
     if (auto* label = qobject_cast<QLabel*>(rows->labelForField(field))) {
         label->setText(text);
@@ -96,8 +140,10 @@ SettingsView::SettingsView(SettingsModel& m, AppDelegate* a, QWidget* parent)
     reportRows->addRow(recordActivity);
     windowTitles = new QCheckBox(this);
     reportRows->addRow(windowTitles);
-    titlesNote = note(this);
-    reportRows->addRow(titlesNote);
+    desktopNote = note(this);
+    turnOnSource = new QPushButton(this);
+    desktopRow = noteRow(desktopNote, turnOnSource, this);
+    labelled(reportRows, desktopRow);
     reportTime = new QTimeEdit(this);
     reportTime->setDisplayFormat(QStringLiteral("HH:mm"));
     labelled(reportRows, reportTime);
@@ -268,6 +314,7 @@ void SettingsView::bindChecks() {
             model.setRecordWindowTitles(on);
         }
     });
+    connect(turnOnSource, &QPushButton::clicked, this, [this] { model.turnOnWindowSource(); });
     connect(launchAtLogin, &QCheckBox::toggled, this, [this](bool on) {
         if (!showing) {
             model.setLaunchAtLogin(on);
@@ -290,8 +337,8 @@ void SettingsView::retranslate() {
              QStringLiteral("Salvesta, milliseid rakendusi kasutan (jääb sellesse arvutisse)")));
     windowTitles->setText(
         pick(QStringLiteral("Include window titles"), QStringLiteral("Kaasa akende pealkirjad")));
-    titlesNote->setText(pick(QStringLiteral("Titles can't be read from the windows of this Wayland session."),
-                             QStringLiteral("Selle Waylandi seansi akende pealkirju ei saa lugeda.")));
+    setLabel(reportRows, desktopRow, pick(QStringLiteral("This desktop"), QStringLiteral("See töölaud")));
+    turnOnSource->setText(pick(QStringLiteral("Turn On"), QStringLiteral("Lülita sisse")));
     setLabel(reportRows, reportTime,
              pick(QStringLiteral("Write the report at"), QStringLiteral("Kirjuta aruanne kell")));
     setLabel(reportRows, reportModel, pick(QStringLiteral("Report model"), QStringLiteral("Aruande mudel")));
@@ -371,7 +418,8 @@ void SettingsView::showModel() {
     recordActivity->setChecked(recording);
     windowTitles->setChecked(model.recordWindowTitles);
     windowTitles->setEnabled(recording);
-    titlesNote->setVisible(model.recordWindowTitles && !model.canReadWindowTitles);
+    desktopNote->setText(sightText(model.sight));
+    turnOnSource->setVisible(model.sight.cause == platform::Sight::Cause::extensionOff);
     if (!reportTime->hasFocus()) {
         reportTime->setTime(model.reportTime);
     }

@@ -41,7 +41,9 @@ public:
     QCheckBox* notifications;
     QCheckBox* recordActivity;
     QCheckBox* windowTitles;
-    QLabel* titlesNote;
+    QWidget* desktopRow;
+    QLabel* desktopNote;
+    QPushButton* turnOnSource;
     QTimeEdit* reportTime;
     QComboBox* reportModel;
     QLineEdit* ollamaAddress;

@@ -128,6 +128,8 @@ TEST_F(SettingsViewTest, EveryRowInBothLanguagesAndTheFormRedrawsWhenTheLanguage
             "# Daily report",
             "[Record which apps I use (stays on this computer)]",
             "[Include window titles]",
+            "This desktop",
+            "The record sees every window on this desktop.",
             "Write the report at",
             "Report model",
             "{First installed model}",
@@ -178,6 +180,8 @@ TEST_F(SettingsViewTest, EveryRowInBothLanguagesAndTheFormRedrawsWhenTheLanguage
             "# Päeva aruanne",
             "[Salvesta, milliseid rakendusi kasutan (jääb sellesse arvutisse)]",
             "[Kaasa akende pealkirjad]",
+            "See töölaud",
+            "Salvestis näeb kõiki selle töölaua aknaid.",
             "Kirjuta aruanne kell",
             "Aruande mudel",
             "{Esimene paigaldatud mudel}",
@@ -218,12 +222,28 @@ TEST_F(SettingsViewTest, ControlsWriteTheirSettingsAndTheWindowComesBackWhereItW
     view.reportTime->setTime(QTime(8, 5));
     EXPECT_EQ(Settings::intValue(QLatin1String(Settings::Key::reportMinutes)), 485);
 
-    // Titles: the row about them shows only where they can't be read; recording off greys them.
+    // The desktop's row says what the record sees, and offers the one step where there is one.
     view.windowTitles->click();
     EXPECT_TRUE(Settings::boolValue(QLatin1String(Settings::Key::recordWindowTitles)));
-    EXPECT_TRUE(view.titlesNote->isHidden()) << "on X11 titles can be read";
-    emit ActivityRecorder::shared().canSeeApplicationsChanged(false);
-    EXPECT_FALSE(view.titlesNote->isHidden());
+    EXPECT_EQ(view.desktopNote->text(), "The record sees every window on this desktop.");
+    EXPECT_TRUE(view.turnOnSource->isHidden());
+    using platform::Sight;
+    services.activeWindow->seen = {Sight::Reach::nothing, Sight::Cause::extensionOff};
+    emit ActivityRecorder::shared().sightChanged();
+    EXPECT_EQ(view.desktopNote->text(),
+              "The record sees no windows until the program's GNOME Shell extension is turned on.");
+    ASSERT_FALSE(view.turnOnSource->isHidden());
+    view.turnOnSource->click();
+    EXPECT_EQ(services.activeWindow->turnOns, 1);
+    services.activeWindow->seen = {Sight::Reach::x11Windows, Sight::Cause::compositorSilent};
+    Settings::setValue(QLatin1String(Settings::Key::language), "et");
+    emit ActivityRecorder::shared().sightChanged();
+    view.retranslate();
+    EXPECT_EQ(view.desktopNote->text(),
+              "Salvestis näeb ainult X11 aknaid: see Waylandi töölaud ei ütle ühelegi "
+              "teisele programmile, milline tema enda akendest on ees.");
+    EXPECT_TRUE(view.turnOnSource->isHidden());
+    Settings::setValue(QLatin1String(Settings::Key::language), "en");
     view.recordActivity->click();
     EXPECT_FALSE(view.windowTitles->isEnabled());
     EXPECT_TRUE(view.windowTitles->isChecked()) << "greyed, and keeps its value";

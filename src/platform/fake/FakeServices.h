@@ -75,12 +75,16 @@ public:
         return title;
     }
     bool canSeeFront() override { return sees; }
+    Sight sight() override { return seen; }
+    void turnOn() override { ++turnOns; }
     // Another window in front, announced as the system would.
     void bringToFront(std::optional<FrontApplication> application, std::optional<QString> windowTitle = {});
     std::optional<FrontApplication> front;
     std::optional<QString> title;
     bool sees = true;
+    Sight seen;
     int titleReads = 0;
+    int turnOns = 0;
 };
 
 // Tests send its signals themselves.

@@ -1,7 +1,14 @@
 #include "platform/Services.h"
 #include "platform/linux/DBusSessionEvents.h"
+#include "platform/linux/DesktopSession.h"
+#include "platform/linux/GnomeShellActiveWindow.h"
+#include "platform/linux/KWinActiveWindow.h"
+#include "platform/linux/MutterIdleTime.h"
 #include "platform/linux/SystemSecretStore.h"
 #include "platform/linux/SystemSpeech.h"
+#include "platform/linux/WaylandConnection.h"
+#include "platform/linux/WaylandIdleTime.h"
+#include "platform/linux/WlrActiveWindow.h"
 #include "platform/linux/X11.h"
 #include "platform/linux/X11ActiveWindow.h"
 #include "platform/linux/X11DragBoard.h"
@@ -17,6 +24,35 @@
 #include <QCoreApplication>
 
 namespace platform {
+namespace {
+
+// On a Wayland session the window in front and idle time come from the desktop itself, which
+// sees its own windows and those of its X server alike. What it cannot tell is left to the X
+// server, which sees only its own windows.
+void chooseWaylandSources(Services& s, DesktopSession session) {
+    switch (session.kind) {
+    case DesktopSession::Kind::gnome:
+        s.activeWindow = std::make_shared<GnomeShellActiveWindow>();
+        s.idleTime = std::make_shared<MutterIdleTime>();
+        return;
+    case DesktopSession::Kind::kde:
+        s.activeWindow = std::make_shared<KWinActiveWindow>();
+        break;
+    case DesktopSession::Kind::otherWayland:
+    case DesktopSession::Kind::x11:
+        break;
+    }
+    std::shared_ptr<WaylandConnection> wayland = WaylandConnection::open();
+    if (!wayland) {
+        return;
+    }
+    if (!s.activeWindow) {
+        s.activeWindow = WlrActiveWindow::create(wayland);
+    }
+    s.idleTime = WaylandIdleTime::create(wayland);
+}
+
+} // namespace
 
 Services systemServices() {
     Services s;
@@ -27,15 +63,23 @@ Services systemServices() {
         std::make_shared<SystemSecretStore>(QLatin1String(AppIdentity::name), AppIdentity::supportURL());
     s.sessionEvents = std::make_shared<DBusSessionEvents>(DBusSessionEvents::systemBusAddress(),
                                                           DBusSessionEvents::sessionBusAddress());
-    // Pointer, drags, shortcuts, click-through and the activity record need X; elsewhere those
-    // features stay off.
+    const DesktopSession session = DesktopSession::fromEnvironment();
+    if (session.isWayland()) {
+        chooseWaylandSources(s, session);
+    }
+    // Pointer, drags, shortcuts and click-through need X, which the program's windows use on a
+    // Wayland session too; without it those features stay off.
     if (auto* x = x11::connection()) {
         s.pointer = std::make_shared<X11Pointer>(x);
         s.dragBoard = X11DragBoard::create(x);
         s.hotKeys = std::make_shared<X11HotKeys>(x);
         s.windowTraits = std::make_shared<X11WindowTraits>(x);
-        s.idleTime = std::make_shared<X11IdleTime>(x);
-        s.activeWindow = std::make_shared<X11ActiveWindow>(x);
+        if (!s.idleTime) {
+            s.idleTime = std::make_shared<X11IdleTime>(x);
+        }
+        if (!s.activeWindow) {
+            s.activeWindow = std::make_shared<X11ActiveWindow>(x, session.isWayland());
+        }
     }
     return s;
 }

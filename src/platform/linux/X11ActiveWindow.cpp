@@ -104,13 +104,10 @@ QString compoundText(const QByteArray& bytes) {
 
 } // namespace
 
-X11ActiveWindow::X11ActiveWindow(xcb_connection_t* c)
+X11ActiveWindow::X11ActiveWindow(xcb_connection_t* c, bool wayland)
     : connection(c), root(x11::rootWindow(c)), activeAtom(x11::atom(c, "_NET_ACTIVE_WINDOW")),
       pidAtom(x11::atom(c, "_NET_WM_PID")), nameAtom(x11::atom(c, "_NET_WM_NAME")),
-      utf8Atom(x11::atom(c, "UTF8_STRING")),
-      waylandSession(!qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") ||
-                     qEnvironmentVariable("XDG_SESSION_TYPE") == QLatin1String("wayland")),
-      known(activeWindow()) {
+      utf8Atom(x11::atom(c, "UTF8_STRING")), waylandSession(wayland), known(activeWindow()) {
     // Qt listens to the root's property changes too, so the mask only ever gains the bit.
     x11::Reply<xcb_get_window_attributes_reply_t> attributes(
         xcb_get_window_attributes_reply(connection, xcb_get_window_attributes(connection, root), nullptr));
@@ -213,6 +210,13 @@ std::optional<QString> X11ActiveWindow::focusedWindowTitle() {
 
 bool X11ActiveWindow::canSeeFront() {
     return !waylandSession || activeWindow() != XCB_WINDOW_NONE;
+}
+
+Sight X11ActiveWindow::sight() {
+    if (waylandSession) {
+        return {Sight::Reach::x11Windows, Sight::Cause::compositorSilent};
+    }
+    return {};
 }
 
 } // namespace platform

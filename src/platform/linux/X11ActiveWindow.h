@@ -16,12 +16,15 @@ namespace platform {
 // entry that claims the window's class.
 class X11ActiveWindow final : public ActiveWindow, public QAbstractNativeEventFilter {
 public:
-    explicit X11ActiveWindow(xcb_connection_t* connection);
+    // waylandSession: the X server is the Xwayland of a Wayland desktop, which names no X window
+    // while one of its own windows has the focus.
+    X11ActiveWindow(xcb_connection_t* connection, bool waylandSession);
     ~X11ActiveWindow() override;
 
     std::optional<FrontApplication> frontmost() override;
     std::optional<QString> focusedWindowTitle() override;
     bool canSeeFront() override;
+    Sight sight() override;
 
     bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;
 
@@ -35,7 +38,6 @@ private:
     xcb_atom_t pidAtom;
     xcb_atom_t nameAtom;
     xcb_atom_t utf8Atom;
-    // Under Xwayland the window manager names no X window while a Wayland window has the focus.
     bool waylandSession;
     xcb_window_t known;
     bool checkQueued = false;

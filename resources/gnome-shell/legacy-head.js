@@ -1,0 +1,3 @@
+// GNOME Shell 43 and 44 load extensions as scripts.
+const {Gio, GLib} = imports.gi;
+

@@ -1,0 +1,16 @@
+
+class MirkVantleAgentsExtension {
+    enable() {
+        this._reporter = new FrontReporter();
+        this._reporter.start();
+    }
+
+    disable() {
+        this._reporter.stop();
+        this._reporter = null;
+    }
+}
+
+function init() {
+    return new MirkVantleAgentsExtension();
+}

@@ -1,0 +1,126 @@
+#include "DesktopDriver.h"
+
+#include "support/SpinUntil.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusReply>
+#include <QDir>
+#include <QFile>
+#include <QRegularExpression>
+#include <QTemporaryFile>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+QDBusConnection session() {
+    return QDBusConnection::sessionBus();
+}
+
+QDBusMessage call(const QString& service, const QString& path, const QString& interface,
+                  const QString& method, const QVariantList& arguments = {}) {
+    auto message = QDBusMessage::createMethodCall(service, path, interface, method);
+    message.setArguments(arguments);
+    return session().call(message, QDBus::Block, 10000);
+}
+
+// The program's exit status; -1 when it did not end.
+int run(const QString& program, const QStringList& arguments) {
+    QProcess process;
+    process.start(program, arguments);
+    if (!process.waitForFinished(10000)) {
+        return -1;
+    }
+
+    return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+}
+
+// KWin runs scripts from files; a one-shot script is loaded, started and unloaded.
+void runKWinScript(const QString& source) {
+    QTemporaryFile file(QDir::tempPath() + QStringLiteral("/kwin-XXXXXX.js"));
+    ASSERT_TRUE(file.open());
+    file.write(source.toUtf8());
+    file.flush();
+    const QString scripting = QStringLiteral("org.kde.kwin.Scripting");
+    const QString name = QStringLiteral("mirkvantle-test-once");
+    const QDBusReply<int> id = call(QStringLiteral("org.kde.KWin"), QStringLiteral("/Scripting"), scripting,
+                                    QStringLiteral("loadScript"), {file.fileName(), name});
+    ASSERT_TRUE(id.isValid()) << id.error().message().toStdString();
+    call(QStringLiteral("org.kde.KWin"), QStringLiteral("/Scripting"), scripting, QStringLiteral("start"));
+    call(QStringLiteral("org.kde.KWin"), QStringLiteral("/Scripting"), scripting,
+         QStringLiteral("unloadScript"), {name});
+}
+
+} // namespace
+
+DesktopDriver::DesktopDriver() = default;
+
+DesktopDriver::~DesktopDriver() {
+    for (auto& window : windows) {
+        window->kill();
+        window->waitForFinished(5000);
+    }
+}
+
+QString DesktopDriver::desktop() {
+    return qEnvironmentVariable("MIRK_DESKTOP");
+}
+
+void DesktopDriver::openWindow(const QString& appID, const QString& title, bool native) {
+    auto process = std::make_unique<QProcess>();
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("GDK_BACKEND"),
+                       native ? QStringLiteral("wayland") : QStringLiteral("x11"));
+    process->setProcessEnvironment(environment);
+    process->start(QStringLiteral("python3"),
+                   {qEnvironmentVariable("MIRK_HELPERS") + QStringLiteral("/window.py"), appID, title});
+    QProcess* raw = process.get();
+    windows.push_back(std::move(process));
+    ASSERT_TRUE(
+        spinUntil([raw] { return raw->canReadLine() || raw->state() == QProcess::NotRunning; }, 20000));
+    ASSERT_EQ(raw->readLine().trimmed(), "shown") << raw->readAllStandardError().toStdString();
+}
+
+void DesktopDriver::focus(const QString& appID) {
+    const QString name = desktop();
+    if (name == QLatin1String("sway")) {
+        // sway names a native window by its app id and an X window by its class.
+        const QString pattern = QStringLiteral("\"(?i)^%1$\"] focus").arg(QRegularExpression::escape(appID));
+        if (run(QStringLiteral("swaymsg"), {QStringLiteral("[app_id=") + pattern}) != 0) {
+            run(QStringLiteral("swaymsg"), {QStringLiteral("[class=") + pattern});
+        }
+    } else if (name == QLatin1String("kde")) {
+        runKWinScript(QStringLiteral("var all = workspace.clientList();\n"
+                                     "for (var i = 0; i < all.length; ++i)\n"
+                                     "    if (String(all[i].resourceClass).toLowerCase() == \"%1\")\n"
+                                     "        workspace.activeClient = all[i];\n")
+                          .arg(appID.toLower()));
+    } else {
+        evaluate(QStringLiteral("global.get_window_actors().map(a => a.meta_window)"
+                                ".find(w => (w.get_wm_class() || '').toLowerCase() === '%1')"
+                                ".activate(global.get_current_time())")
+                     .arg(appID.toLower()));
+    }
+}
+
+void DesktopDriver::input() {
+    const QString name = desktop();
+    if (name == QLatin1String("sway")) {
+        EXPECT_EQ(run(QStringLiteral("wtype"), {QStringLiteral("-k"), QStringLiteral("Shift_L")}), 0);
+    } else if (name == QLatin1String("kde")) {
+        call(QStringLiteral("org.freedesktop.ScreenSaver"), QStringLiteral("/ScreenSaver"),
+             QStringLiteral("org.freedesktop.ScreenSaver"), QStringLiteral("SimulateUserActivity"));
+    } else {
+        // The session was started with MUTTER_DEBUG_RESET_IDLETIME, which lets a test stand in for input.
+        call(QStringLiteral("org.gnome.Mutter.IdleMonitor"),
+             QStringLiteral("/org/gnome/Mutter/IdleMonitor/Core"),
+             QStringLiteral("org.gnome.Mutter.IdleMonitor"), QStringLiteral("ResetIdletime"));
+    }
+}
+
+QString DesktopDriver::evaluate(const QString& script) {
+    const QDBusMessage reply = call(QStringLiteral("org.gnome.Shell"), QStringLiteral("/org/gnome/Shell"),
+                                    QStringLiteral("org.gnome.Shell"), QStringLiteral("Eval"), {script});
+    return reply.arguments().value(1).toString();
+}

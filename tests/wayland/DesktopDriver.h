@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QList>
+#include <QProcess>
+#include <QString>
+
+#include <memory>
+
+// Drives the headless desktop that desktop-session.sh started: opens other programs' windows,
+// brings one to the front, and gives input, each through the desktop's own means.
+class DesktopDriver {
+public:
+    DesktopDriver();
+    ~DesktopDriver();
+
+    // "sway", "kde" or "gnome".
+    static QString desktop();
+
+    // Opens a window of another program and waits until it is shown: a native Wayland window with
+    // that app id, or an X window whose class is the app id with a capital first letter.
+    void openWindow(const QString& appID, const QString& title, bool native);
+    // Asks the desktop to bring the window whose app id or class is this (in any case) to the
+    // front; a window that the desktop does not know yet stays where it is.
+    void focus(const QString& appID);
+    // Input as if the user pressed a key.
+    void input();
+    // Evaluates script in the desktop's shell (GNOME Shell, KWin); its result as text.
+    QString evaluate(const QString& script);
+
+private:
+    std::vector<std::unique_ptr<QProcess>> windows;
+};
