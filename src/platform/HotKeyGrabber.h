@@ -13,6 +13,9 @@ public:
     // holds it).
     virtual int grab(unsigned keysym, std::function<void()> fn) = 0;
     virtual void release(int id) = 0;
+    // Whether a held combination works now; on some desktops that depends on more than the
+    // program (an extension turned on), so menus ask each time they show it.
+    virtual bool works(int) { return true; }
 };
 
 } // namespace platform

@@ -24,6 +24,9 @@ public:
     void focus(const QString& appID);
     // Input as if the user pressed a key.
     void input();
+    // Presses the keys (X keysym names, as "Control_L") in order through a virtual keyboard of
+    // GNOME Shell, holds them for holdMs and lets them go in reverse order.
+    void pressInShell(const QStringList& keys, int holdMs = 0);
     // Evaluates script in the desktop's shell (GNOME Shell, KWin); its result as text.
     QString evaluate(const QString& script);
 

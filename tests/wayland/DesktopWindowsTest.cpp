@@ -158,4 +158,38 @@ TEST_F(DesktopTest, GnomeExtensionTurnedOffIsSaidAndTurnedOnFromTheProgram) {
     bringForward("test.alpha", "Alpha Notes");
 }
 
+// Ctrl+Alt+Space and the agents' keys reach the program while a native window has the keyboard;
+// a held key acts once, and nobody but the shell can press them for the user.
+TEST_F(DesktopTest, GnomeShortcutsReachTheProgramOnceWhateverWindowHasTheKeyboard) {
+    const auto keys = platform::services().hotKeys;
+    ASSERT_TRUE(keys);
+    int chats = 0;
+    int lirras = 0;
+    const int chat = keys->grab(0x20, [&] { ++chats; });
+    const int lirra = keys->grab(0x32, [&] { ++lirras; });
+    ASSERT_NE(chat, 0);
+    EXPECT_TRUE(keys->works(chat));
+    desktop.openWindow("test.alpha", "Alpha title", true);
+    bringForward("test.alpha", "Alpha Notes");
+
+    desktop.pressInShell({"Control_L", "Alt_L", "space"}, 1500);
+    ASSERT_TRUE(spinUntil([&] { return chats > 0; }, 10000));
+    desktop.pressInShell({"Control_L", "Alt_L", "2"});
+    ASSERT_TRUE(spinUntil([&] { return lirras > 0; }, 10000));
+    EXPECT_EQ(chats, 1) << "held for a second and a half, past the keyboard's repeat";
+    EXPECT_EQ(lirras, 1);
+
+    auto message = QDBusMessage::createMethodCall("app.mirkvantle.Agents", "/app/mirkvantle/Agents/Shortcuts",
+                                                  "app.mirkvantle.Agents.Shortcuts", "Activate");
+    message.setArguments({QStringLiteral("chat")});
+    EXPECT_EQ(QDBusConnection::sessionBus().call(message).type(), QDBusMessage::ReplyMessage);
+    EXPECT_EQ(chats, 1) << "another program cannot press the keys";
+
+    desktop.evaluate(
+        QStringLiteral("Main.extensionManager.disableExtension('%1')").arg(MIRK_GNOME_EXTENSION_UUID));
+    EXPECT_TRUE(spinUntil([&] { return !keys->works(chat); }, 10000)) << "the menus stop showing the keys";
+    keys->release(chat);
+    keys->release(lirra);
+}
+
 } // namespace

@@ -4,6 +4,7 @@
 #include "platform/linux/GnomeShellActiveWindow.h"
 #include "platform/linux/KWinActiveWindow.h"
 #include "platform/linux/MutterIdleTime.h"
+#include "platform/linux/ShellHotKeys.h"
 #include "platform/linux/SystemSecretStore.h"
 #include "platform/linux/SystemSpeech.h"
 #include "platform/linux/WaylandConnection.h"
@@ -34,6 +35,7 @@ void chooseWaylandSources(Services& s, DesktopSession session) {
     case DesktopSession::Kind::gnome:
         s.activeWindow = std::make_shared<GnomeShellActiveWindow>();
         s.idleTime = std::make_shared<MutterIdleTime>();
+        s.hotKeys = std::make_shared<ShellHotKeys>();
         return;
     case DesktopSession::Kind::kde:
         s.activeWindow = std::make_shared<KWinActiveWindow>();
@@ -72,7 +74,11 @@ Services systemServices() {
     if (auto* x = x11::connection()) {
         s.pointer = std::make_shared<X11Pointer>(x);
         s.dragBoard = X11DragBoard::create(x);
-        s.hotKeys = std::make_shared<X11HotKeys>(x);
+        // On a Wayland session X grabs hear keys only while an X window has the keyboard: they
+        // serve only where the desktop offers nothing better.
+        if (!s.hotKeys) {
+            s.hotKeys = std::make_shared<X11HotKeys>(x);
+        }
         s.windowTraits = std::make_shared<X11WindowTraits>(x);
         if (!s.idleTime) {
             s.idleTime = std::make_shared<X11IdleTime>(x);
