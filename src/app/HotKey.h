@@ -2,6 +2,8 @@
 
 #include <QObject>
 
+class QAction;
+
 #include <functional>
 #include <memory>
 
@@ -23,9 +25,14 @@ public:
     static HotKey* make(unsigned keysym, std::function<void()> action, QObject* parent);
     ~HotKey() override;
 
+    // Shows Control+Alt+key beside the menu row when that shortcut is held and works now; a menu
+    // never offers a key that does nothing.
+    static void showOn(QAction& row, unsigned keysym);
+
 private:
-    HotKey(std::shared_ptr<platform::HotKeyGrabber> grabber, int id, QObject* parent);
+    HotKey(std::shared_ptr<platform::HotKeyGrabber> grabber, int id, unsigned keysym, QObject* parent);
 
     std::shared_ptr<platform::HotKeyGrabber> grabber;
     int id;
+    unsigned keysym;
 };

@@ -1,20 +1,11 @@
 #include "stage/CharactersMenu.h"
 
+#include "app/HotKey.h"
 #include "app/VantleAgent.h"
 #include "base/Text.h"
 #include "character/CharacterSheet.h"
 
-#include <QKeySequence>
-
 namespace CharactersMenu {
-namespace {
-
-void showKey(QAction& item, Qt::Key key) {
-    item.setShortcut(QKeySequence(QKeyCombination(Qt::ControlModifier | Qt::AltModifier, key)));
-    item.setShortcutVisibleInContextMenu(true);
-}
-
-} // namespace
 
 QMenu* make(const std::optional<QString>& current, std::function<void(const QString& id)> choose,
             QWidget* parent) {
@@ -32,7 +23,7 @@ QMenu* make(const std::optional<QString>& current, std::function<void(const QStr
         item->setCheckable(true);
         item->setChecked(id == current);
         if (agent) {
-            showKey(*item, static_cast<Qt::Key>(Qt::Key_1 + static_cast<int>(*agent)));
+            HotKey::showOn(*item, HotKey::digit1 + static_cast<unsigned>(*agent));
         }
     }
     if (ids.size() >= 2) {
@@ -42,7 +33,7 @@ QMenu* make(const std::optional<QString>& current, std::function<void(const QStr
         auto* item =
             menu->addAction(base::pick(QStringLiteral("Next Agent"), QStringLiteral("Järgmine agent")), menu,
                             [choose, next] { choose(next); });
-        showKey(*item, Qt::Key_Tab);
+        HotKey::showOn(*item, HotKey::tab);
     }
     return menu;
 }

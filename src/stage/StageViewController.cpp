@@ -1,6 +1,7 @@
 #include "stage/StageViewController.h"
 
 #include "app/AppEvents.h"
+#include "app/HotKey.h"
 #include "app/Settings.h"
 #include "base/Clock.h"
 #include "base/Text.h"
@@ -338,8 +339,7 @@ void StageViewController::showContextMenu(QPoint at) {
                 self->openChat(true);
             }
         });
-    chat->setShortcut(QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_Space));
-    chat->setShortcutVisibleInContextMenu(true);
+    HotKey::showOn(*chat, HotKey::space);
     menu->addAction(base::pick(QStringLiteral("New Conversation"), QStringLiteral("Uus vestlus")), menu,
                     [self] {
                         if (self) {

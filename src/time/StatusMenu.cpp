@@ -3,6 +3,7 @@
 #include "app/AppDelegate.h"
 #include "app/AppEvents.h"
 #include "app/AppIdentity.h"
+#include "app/HotKey.h"
 #include "app/Settings.h"
 #include "base/Text.h"
 #include "character/CharacterPlayer.h"
@@ -15,16 +16,6 @@
 
 #include <QCoreApplication>
 #include <QCursor>
-#include <QKeySequence>
-
-namespace {
-
-void showKey(QAction& action, const QKeySequence& keys) {
-    action.setShortcut(keys);
-    action.setShortcutVisibleInContextMenu(true);
-}
-
-} // namespace
 
 StatusMenu::StatusMenu(AppDelegate& a, QObject* parent)
     : QObject(parent), timer(TimeTracker::shared()), app(a), idleIcon(TrayArtwork::icon(false)),
@@ -99,7 +90,7 @@ void StatusMenu::addRows(QMenu& to, Rows rows) {
     if (all) {
         auto* chat = to.addAction(base::pick(QStringLiteral("Chat…"), QStringLiteral("Vestle…")), &to,
                                   onStage([](StageViewController& s) { s.openChat(true); }));
-        showKey(*chat, QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_Space));
+        HotKey::showOn(*chat, HotKey::space);
         to.addAction(base::pick(QStringLiteral("New Conversation"), QStringLiteral("Uus vestlus")), &to,
                      onStage([](StageViewController& s) {
                          s.chatSession.setAgent(s.vantleAgent());
@@ -169,15 +160,14 @@ void StatusMenu::addRows(QMenu& to, Rows rows) {
     mute->setCheckable(true);
     mute->setChecked(Settings::boolValue(QLatin1String(Settings::Key::isMuted)));
     if (all) {
-        auto* settings = to.addAction(base::pick(QStringLiteral("Settings…"), QStringLiteral("Seaded…")), &to,
-                                      [] { emit AppEvents::shared().settingsRequested(); });
-        showKey(*settings, QKeySequence(Qt::CTRL | Qt::Key_Comma));
+        // No key beside Settings… and Quit: outside the open menu no key reaches them.
+        to.addAction(base::pick(QStringLiteral("Settings…"), QStringLiteral("Seaded…")), &to,
+                     [] { emit AppEvents::shared().settingsRequested(); });
     }
     to.addSeparator();
-    auto* quit = to.addAction(
+    to.addAction(
         base::pick(QStringLiteral("Quit Mirk Vantle Agents"), QStringLiteral("Sulge Mirk Vantle Agents")),
         &to, [] { QCoreApplication::quit(); });
-    showKey(*quit, QKeySequence(Qt::CTRL | Qt::Key_Q));
 }
 
 void StatusMenu::toggleMute() {

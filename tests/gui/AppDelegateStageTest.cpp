@@ -10,6 +10,7 @@
 #include "character/CharacterWindow.h"
 #include "platform/fake/FakeServices.h"
 #include "stage/BalloonView.h"
+#include "stage/CharactersMenu.h"
 #include "stage/MessageText.h"
 #include "stage/StageViewController.h"
 #include "support/CharacterFixture.h"
@@ -154,6 +155,12 @@ TEST_F(AppDelegateStageTest, TheShortcutsBringTheAgentsOnAndOneHeldElsewhereCost
     EXPECT_EQ(log.lines().filter("held by another program"),
               QStringList{"Ctrl+Alt+3 is held by another program; that shortcut is off."});
     EXPECT_FALSE(services.hotKeys->press(HotKey::digit1 + 2));
+    // The agents' menu shows the keys that work, and not the one held elsewhere.
+    const std::unique_ptr<QMenu> agents(CharactersMenu::make(
+        std::nullopt, [](const QString&) {}, nullptr));
+    EXPECT_EQ(agents->actions().at(1)->shortcut(), QKeySequence("Ctrl+Alt+2"));
+    EXPECT_EQ(agents->actions().at(2)->shortcut(), QKeySequence());
+    EXPECT_EQ(agents->actions().last()->shortcut(), QKeySequence("Ctrl+Alt+Tab"));
 
     ASSERT_TRUE(services.hotKeys->press(HotKey::digit1 + 1));
     scheduler.advance(3);

@@ -1,5 +1,6 @@
 #include "stage/StageViewController.h"
 #include "app/AppEvents.h"
+#include "app/HotKey.h"
 #include "app/Settings.h"
 #include "base/VirtualScheduler.h"
 #include "character/CharacterPlayer.h"
@@ -280,7 +281,17 @@ TEST_F(StageTest, TheContextMenuOpensOnlyWithACharacterChoosesAgentsAndHidesTheF
     QMenu* agents = menu->actions().at(5)->menu();
     ASSERT_TRUE(agents);
     EXPECT_EQ(items(agents), "Dorn*|Lirra|Morvo|Pelka|-|Next Agent");
+    EXPECT_EQ(agents->actions().at(3)->shortcut(), QKeySequence()) << "no shortcut is held";
+    // Only a held shortcut that works is shown.
+    std::unique_ptr<HotKey> pelkaKey(HotKey::make(
+        HotKey::digit1 + 3, [] {}, nullptr));
+    ASSERT_TRUE(pelkaKey);
+    menu->close();
+    menu = open();
+    ASSERT_TRUE(menu);
+    agents = menu->actions().at(5)->menu();
     EXPECT_EQ(agents->actions().at(3)->shortcut(), QKeySequence("Ctrl+Alt+4"));
+    EXPECT_EQ(agents->actions().at(1)->shortcut(), QKeySequence());
     EXPECT_EQ(choose(menu, agents->actions().at(3)), "pelka");
 
     menu = open();

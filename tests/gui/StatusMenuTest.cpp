@@ -103,9 +103,9 @@ protected:
 
 TEST_F(StatusMenuTest, TheRowsFollowTheTimerInBothLanguagesAndTheIconShowsItRunning) {
     const QStringList idle = opened();
-    EXPECT_EQ(idle, (QStringList{"Chat…\tCtrl+Alt+Space", "New Conversation", "-", "Start Timer", "-",
-                                 "Agents", "Hide Agent", "-", "Open Vantle", "Mute Sounds",
-                                 "Settings…\tCtrl+,", "-", "Quit Mirk Vantle Agents\tCtrl+Q"}));
+    EXPECT_EQ(idle, (QStringList{"Chat…", "New Conversation", "-", "Start Timer", "-",
+                                 "Agents", "Hide Agent", "-", "Open Vantle", "Mute Sounds", "Settings…", "-",
+                                 "Quit Mirk Vantle Agents"}));
     EXPECT_FALSE(status->showsRunning);
     EXPECT_EQ(status->item.toolTip(), "Mirk Vantle Agents");
 
@@ -122,9 +122,9 @@ TEST_F(StatusMenuTest, TheRowsFollowTheTimerInBothLanguagesAndTheIconShowsItRunn
 
     Settings::setValue(QLatin1String(Settings::Key::language), QStringLiteral("et"));
     EXPECT_EQ(opened(),
-              (QStringList{"Vestle…\tCtrl+Alt+Space", "Uus vestlus", "-", "Peata taimer — Projektita · 0:00",
-                           "-", "Agendid", "Peida agent", "-", "Ava Vantle", "Vaigista helid",
-                           "Seaded…\tCtrl+,", "-", "Sulge Mirk Vantle Agents\tCtrl+Q"}));
+              (QStringList{"Vestle…", "Uus vestlus", "-", "Peata taimer — Projektita · 0:00",
+                           "-", "Agendid", "Peida agent", "-", "Ava Vantle", "Vaigista helid", "Seaded…", "-",
+                           "Sulge Mirk Vantle Agents"}));
     status->showTimer();
     EXPECT_EQ(status->item.toolTip(), "0:00 · Projektita\nTaimer: Projektita");
 
