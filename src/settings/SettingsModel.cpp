@@ -4,6 +4,7 @@
 #include "app/AppDelegate.h"
 #include "app/Language.h"
 #include "app/Settings.h"
+#include "app/VantleAgent.h"
 #include "base/Text.h"
 #include "chat/OllamaClient.h"
 #include "platform/Services.h"
@@ -35,7 +36,7 @@ SettingsModel::SettingsModel(AppDelegate* a, QObject* parent)
     storedKey = vantleKey;
     readStored();
     const auto reread = [this] {
-        sight = ActivityRecorder::sight();
+        readDesktop();
         emit changed();
     };
     connect(&ActivityRecorder::shared(), &ActivityRecorder::canSeeApplicationsChanged, this, reread);
@@ -43,12 +44,18 @@ SettingsModel::SettingsModel(AppDelegate* a, QObject* parent)
 }
 
 void SettingsModel::readStored() {
-    sight = ActivityRecorder::sight();
+    readDesktop();
     recordWindowTitles = Settings::boolValue(QLatin1String(Settings::Key::recordWindowTitles));
     reportTime = timeFromMinutes(Settings::intValue(QLatin1String(Settings::Key::reportMinutes)));
     if (const auto autostart = platform::services().autostart) {
         launchAtLogin = autostart->isEnabled();
     }
+}
+
+void SettingsModel::readDesktop() {
+    sight = ActivityRecorder::sight();
+    const auto keys = platform::services().hotKeys;
+    shortcutReach = keys ? keys->reach() : platform::HotKeyGrabber::Reach::x11Windows;
 }
 
 void SettingsModel::refresh() {
@@ -231,4 +238,15 @@ void SettingsModel::turnOnWindowSource() {
     if (const auto window = platform::services().activeWindow) {
         window->turnOn();
     }
+}
+
+QString SettingsModel::compositorLines() {
+    QStringList lines{QStringLiteral("bindsym Ctrl+Alt+space exec xdg-open mirkvantle:chat")};
+    int key = 1;
+    for (const auto agent : VantleAgents::all) {
+        lines << QStringLiteral("bindsym Ctrl+Alt+%1 exec xdg-open 'mirkvantle:agent?name=%2'")
+                     .arg(key++)
+                     .arg(VantleAgents::rawValue(agent));
+    }
+    return lines.join(u'\n');
 }

@@ -2,6 +2,7 @@
 
 #include "base/Scheduler.h"
 #include "platform/ActiveWindow.h"
+#include "platform/HotKeyGrabber.h"
 
 #include <QObject>
 #include <QPointer>
@@ -32,6 +33,8 @@ public:
     QString ollamaStatus;
     // What the activity record can see of this desktop's windows.
     platform::Sight sight;
+    // Where the shortcuts are heard on this desktop.
+    platform::HotKeyGrabber::Reach shortcutReach = platform::HotKeyGrabber::Reach::everyWindow;
     bool recordWindowTitles = false;
     QTime reportTime;
 
@@ -46,6 +49,9 @@ public:
     void setRecordWindowTitles(bool on);
     void setReportTime(const QTime& time);
     void setLaunchAtLogin(bool on);
+    // The lines that bind the shortcuts in a compositor's configuration (sway's form, which other
+    // wlroots compositors read alike or nearly).
+    static QString compositorLines();
     // The one step that lets the record see this desktop's windows (the GNOME Shell extension).
     void turnOnWindowSource();
 
@@ -65,6 +71,8 @@ signals:
 private:
     // The fields that stand for what is stored elsewhere: settings, autostart, the recorder.
     void readStored();
+    // What this desktop lets the record see and where it lets the shortcuts be heard.
+    void readDesktop();
     void commitKey();
     // A new key or address: the program lets go of the old workspace, then checks the new one.
     void switchWorkspace();

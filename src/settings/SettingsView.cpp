@@ -10,9 +10,12 @@
 #include "workspace/VantleClient.h"
 
 #include <QCheckBox>
+#include <QClipboard>
 #include <QComboBox>
+#include <QFontDatabase>
 #include <QFormLayout>
 #include <QGroupBox>
+#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLabel>
@@ -99,6 +102,31 @@ QString sightText(const platform::Sight& sight) {
                 QStringLiteral("Salvestis ei näe selle töölaua aknaid."));
 }
 
+// Where this desktop lets the program hear its shortcuts, and what makes them work everywhere.
+QString shortcutsText(platform::HotKeyGrabber::Reach reach) {
+    using Reach = platform::HotKeyGrabber::Reach;
+    const auto pick = base::pick;
+    switch (reach) {
+    case Reach::everyWindow:
+        return pick(QStringLiteral("The shortcuts work whatever window has the keyboard."),
+                    QStringLiteral("Kiirklahvid töötavad, ükskõik milline aken klaviatuuri käes on."));
+    case Reach::shellExtension:
+        return pick(QStringLiteral("The shortcuts come from the program's GNOME Shell extension, in whose "
+                                   "settings their keys can be changed."),
+                    QStringLiteral("Kiirklahvid tulevad programmi GNOME Shelli laiendusest, mille seadetes "
+                                   "saab nende klahve muuta."));
+    case Reach::x11Windows:
+        break;
+    }
+    return pick(
+        QStringLiteral("This desktop lets the program hear its shortcuts only while an X11 window has "
+                       "the keyboard. To have them everywhere, add these lines to the compositor's "
+                       "configuration:"),
+        QStringLiteral("See töölaud laseb programmil oma kiirklahve kuulda ainult siis, kui klaviatuur "
+                       "on mõne X11 akna käes. Et need töötaksid kõikjal, lisa komposiitori seadistusse "
+                       "need read:"));
+}
+
 void setLabel(QFormLayout* rows, QWidget* field, const QString& text) {
     if (auto* label = qobject_cast<QLabel*>(rows->labelForField(field))) {
         label->setText(text);
@@ -142,7 +170,18 @@ SettingsView::SettingsView(SettingsModel& m, AppDelegate* a, QWidget* parent)
     reportRows->addRow(windowTitles);
     desktopNote = note(this);
     turnOnSource = new QPushButton(this);
-    desktopRow = noteRow(desktopNote, turnOnSource, this);
+    shortcutsNote = note(this);
+    copyLines = new QPushButton(this);
+    compositorLines = new QLabel(SettingsModel::compositorLines(), this);
+    compositorLines->setTextFormat(Qt::PlainText);
+    compositorLines->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    compositorLines->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    desktopRow = new QWidget(this);
+    auto* desktopLines = new QVBoxLayout(desktopRow);
+    desktopLines->setContentsMargins(0, 0, 0, 0);
+    desktopLines->addWidget(noteRow(desktopNote, turnOnSource, desktopRow));
+    desktopLines->addWidget(noteRow(shortcutsNote, copyLines, desktopRow));
+    desktopLines->addWidget(compositorLines);
     labelled(reportRows, desktopRow);
     reportTime = new QTimeEdit(this);
     reportTime->setDisplayFormat(QStringLiteral("HH:mm"));
@@ -315,6 +354,8 @@ void SettingsView::bindChecks() {
         }
     });
     connect(turnOnSource, &QPushButton::clicked, this, [this] { model.turnOnWindowSource(); });
+    connect(copyLines, &QPushButton::clicked, this,
+            [] { QGuiApplication::clipboard()->setText(SettingsModel::compositorLines()); });
     connect(launchAtLogin, &QCheckBox::toggled, this, [this](bool on) {
         if (!showing) {
             model.setLaunchAtLogin(on);
@@ -339,6 +380,7 @@ void SettingsView::retranslate() {
         pick(QStringLiteral("Include window titles"), QStringLiteral("Kaasa akende pealkirjad")));
     setLabel(reportRows, desktopRow, pick(QStringLiteral("This desktop"), QStringLiteral("See töölaud")));
     turnOnSource->setText(pick(QStringLiteral("Turn On"), QStringLiteral("Lülita sisse")));
+    copyLines->setText(pick(QStringLiteral("Copy"), QStringLiteral("Kopeeri")));
     setLabel(reportRows, reportTime,
              pick(QStringLiteral("Write the report at"), QStringLiteral("Kirjuta aruanne kell")));
     setLabel(reportRows, reportModel, pick(QStringLiteral("Report model"), QStringLiteral("Aruande mudel")));
@@ -420,6 +462,10 @@ void SettingsView::showModel() {
     windowTitles->setEnabled(recording);
     desktopNote->setText(sightText(model.sight));
     turnOnSource->setVisible(model.sight.cause == platform::Sight::Cause::extensionOff);
+    shortcutsNote->setText(shortcutsText(model.shortcutReach));
+    const bool needsLines = model.shortcutReach == platform::HotKeyGrabber::Reach::x11Windows;
+    copyLines->setVisible(needsLines);
+    compositorLines->setVisible(needsLines);
     if (!reportTime->hasFocus()) {
         reportTime->setTime(model.reportTime);
     }

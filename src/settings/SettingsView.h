@@ -44,6 +44,9 @@ public:
     QWidget* desktopRow;
     QLabel* desktopNote;
     QPushButton* turnOnSource;
+    QLabel* shortcutsNote;
+    QLabel* compositorLines;
+    QPushButton* copyLines;
     QTimeEdit* reportTime;
     QComboBox* reportModel;
     QLineEdit* ollamaAddress;

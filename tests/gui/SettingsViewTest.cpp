@@ -21,6 +21,9 @@
 #include <QTest>
 #include <QTimeEdit>
 
+#include <QClipboard>
+#include <QGuiApplication>
+
 #include <gtest/gtest.h>
 
 namespace {
@@ -130,6 +133,7 @@ TEST_F(SettingsViewTest, EveryRowInBothLanguagesAndTheFormRedrawsWhenTheLanguage
             "[Include window titles]",
             "This desktop",
             "The record sees every window on this desktop.",
+            "The shortcuts work whatever window has the keyboard.",
             "Write the report at",
             "Report model",
             "{First installed model}",
@@ -182,6 +186,7 @@ TEST_F(SettingsViewTest, EveryRowInBothLanguagesAndTheFormRedrawsWhenTheLanguage
             "[Kaasa akende pealkirjad]",
             "See töölaud",
             "Salvestis näeb kõiki selle töölaua aknaid.",
+            "Kiirklahvid töötavad, ükskõik milline aken klaviatuuri käes on.",
             "Kirjuta aruanne kell",
             "Aruande mudel",
             "{Esimene paigaldatud mudel}",
@@ -244,6 +249,18 @@ TEST_F(SettingsViewTest, ControlsWriteTheirSettingsAndTheWindowComesBackWhereItW
               "teisele programmile, milline tema enda akendest on ees.");
     EXPECT_TRUE(view.turnOnSource->isHidden());
     Settings::setValue(QLatin1String(Settings::Key::language), "en");
+
+    // Where no program can take the keys, the lines for the compositor's configuration, ready to copy.
+    EXPECT_TRUE(view.compositorLines->isHidden());
+    services.hotKeys->heard = platform::HotKeyGrabber::Reach::x11Windows;
+    emit ActivityRecorder::shared().sightChanged();
+    ASSERT_FALSE(view.copyLines->isHidden());
+    EXPECT_FALSE(view.compositorLines->isHidden());
+    view.copyLines->click();
+    const QStringList copied = QGuiApplication::clipboard()->text().split('\n');
+    ASSERT_EQ(copied.size(), 5);
+    EXPECT_EQ(copied[0], "bindsym Ctrl+Alt+space exec xdg-open mirkvantle:chat");
+    EXPECT_EQ(copied[2], "bindsym Ctrl+Alt+2 exec xdg-open 'mirkvantle:agent?name=lirra'");
     view.recordActivity->click();
     EXPECT_FALSE(view.windowTitles->isEnabled());
     EXPECT_TRUE(view.windowTitles->isChecked()) << "greyed, and keeps its value";

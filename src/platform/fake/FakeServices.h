@@ -50,9 +50,11 @@ class FakeHotKeyGrabber final : public HotKeyGrabber {
 public:
     int grab(unsigned keysym, std::function<void()> fn) override;
     void release(int id) override { grabbed.remove(id); }
+    Reach reach() override { return heard; }
     // Presses Control+Alt+key; false when nothing holds it.
     bool press(unsigned keysym);
     QList<unsigned> heldElsewhere;
+    Reach heard = Reach::everyWindow;
     QMap<int, std::pair<unsigned, std::function<void()>>> grabbed;
 
 private:

@@ -23,6 +23,7 @@ public:
     int grab(unsigned keysym, std::function<void()> fn) override;
     void release(int id) override;
     bool works(int id) override;
+    Reach reach() override { return Reach::shellExtension; }
 
     // The name the extension gives the shortcut of a key; empty for a key it does not bind.
     static QString actionName(unsigned keysym);

@@ -77,7 +77,7 @@ Services systemServices() {
         // On a Wayland session X grabs hear keys only while an X window has the keyboard: they
         // serve only where the desktop offers nothing better.
         if (!s.hotKeys) {
-            s.hotKeys = std::make_shared<X11HotKeys>(x);
+            s.hotKeys = std::make_shared<X11HotKeys>(x, session.isWayland());
         }
         s.windowTraits = std::make_shared<X11WindowTraits>(x);
         if (!s.idleTime) {

@@ -13,8 +13,8 @@ constexpr unsigned numLockKeysym = 0xff7f;
 
 } // namespace
 
-X11HotKeys::X11HotKeys(xcb_connection_t* c)
-    : connection(c), root(x11::rootWindow(c)), numLock(numLockMask()) {
+X11HotKeys::X11HotKeys(xcb_connection_t* c, bool wayland)
+    : waylandSession(wayland), connection(c), root(x11::rootWindow(c)), numLock(numLockMask()) {
     QCoreApplication::instance()->installNativeEventFilter(this);
 }
 

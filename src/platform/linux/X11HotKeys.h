@@ -18,15 +18,19 @@ namespace platform {
 // a key held down acts once, however often it repeats.
 class X11HotKeys final : public HotKeyGrabber, public QAbstractNativeEventFilter {
 public:
-    explicit X11HotKeys(xcb_connection_t* connection);
+    // waylandSession: the X server is a Wayland desktop's Xwayland, which hears keys only while
+    // one of its own windows has the keyboard.
+    explicit X11HotKeys(xcb_connection_t* connection, bool waylandSession = false);
     ~X11HotKeys() override;
 
     int grab(unsigned keysym, std::function<void()> fn) override;
     void release(int id) override;
+    Reach reach() override { return waylandSession ? Reach::x11Windows : Reach::everyWindow; }
 
     bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;
 
 private:
+    bool waylandSession;
     struct Grab {
         xcb_keycode_t keycode;
         std::vector<std::uint16_t> modifiers; // the combinations that the server granted
