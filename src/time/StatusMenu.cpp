@@ -1,6 +1,5 @@
 #include "time/StatusMenu.h"
 
-#include "app/AppDelegate.h"
 #include "app/AppEvents.h"
 #include "app/AppIdentity.h"
 #include "app/Settings.h"
@@ -26,8 +25,8 @@ void showKey(QAction& action, const QKeySequence& keys) {
 
 } // namespace
 
-StatusMenu::StatusMenu(AppDelegate& a, QObject* parent)
-    : QObject(parent), timer(TimeTracker::shared()), app(a), idleIcon(TrayArtwork::icon(false)),
+StatusMenu::StatusMenu(StageViewController* s, QObject* parent)
+    : QObject(parent), timer(TimeTracker::shared()), stageController(s), idleIcon(TrayArtwork::icon(false)),
       runningIcon(TrayArtwork::icon(true)) {
     menu.setTitle(QLatin1String(AppIdentity::name));
     item.setIcon(idleIcon);
@@ -86,7 +85,7 @@ void StatusMenu::menuNeedsUpdate() {
 
 void StatusMenu::addRows(QMenu& to, Rows rows) {
     QPointer<StatusMenu> self(this);
-    QPointer<StageViewController> stage(app.stage);
+    const QPointer<StageViewController> stage = stageController;
     const bool all = rows == Rows::all;
     const auto onStage = [stage](std::function<void(StageViewController&)> action) {
         return [stage, action = std::move(action)] {
@@ -154,12 +153,8 @@ void StatusMenu::addRows(QMenu& to, Rows rows) {
         to.addSeparator();
     }
 
-    QPointer<AppDelegate> delegate(&app);
-    to.addAction(base::pick(QStringLiteral("Open Vantle"), QStringLiteral("Ava Vantle")), &to, [delegate] {
-        if (delegate) {
-            delegate->openVantle();
-        }
-    });
+    to.addAction(base::pick(QStringLiteral("Open Vantle"), QStringLiteral("Ava Vantle")), &to,
+                 [] { emit AppEvents::shared().vantleRequested(); });
     auto* mute = to.addAction(base::pick(QStringLiteral("Mute Sounds"), QStringLiteral("Vaigista helid")),
                               &to, [self] {
                                   if (self) {
@@ -181,7 +176,7 @@ void StatusMenu::addRows(QMenu& to, Rows rows) {
 }
 
 void StatusMenu::toggleMute() {
-    StageViewController* stage = app.stage;
+    StageViewController* stage = stageController;
     if (!stage) {
         return;
     }
