@@ -31,11 +31,12 @@ QStringList filesIn(const QString& folder) {
 }
 
 // Makes a call of the store's on a thread of its own while the keyring is stopped, and tells
-// whether it came back. The limit is a safety net far beyond any patience the store is given
-// here; a call still waiting past it is released by waking the keyring.
+// whether it came back. The limit is a safety net far beyond the patience the store is given
+// for its first call, and short of the bus's own 25 s that would end a call to a keyring that
+// was asked again; a call still waiting past it is released by waking the keyring.
 bool comesBack(const PrivateKeyring& keyring, const std::function<void()>& call) {
     auto running = std::async(std::launch::async, call);
-    if (running.wait_for(std::chrono::seconds(60)) == std::future_status::ready) {
+    if (running.wait_for(std::chrono::seconds(15)) == std::future_status::ready) {
         return true;
     }
     ::kill(static_cast<pid_t>(keyring.keyringPid()), SIGCONT);

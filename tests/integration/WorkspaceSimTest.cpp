@@ -3,9 +3,11 @@
 
 #include "support/SimProcess.h"
 
+#include <QHostAddress>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QTcpSocket>
 
 #include <gtest/gtest.h>
 
@@ -277,6 +279,12 @@ TEST(WorkspaceSim, EndsEveryConnectionInOrderOnSigterm) {
     ASSERT_TRUE(sim.isRunning());
     auto stream = sim.openStream(sim.exchangeToken());
     ASSERT_EQ(stream->status(), 200);
+    // And a connection left open between requests, as a browser keeps one.
+    QTcpSocket idle;
+    idle.connectToHost(QHostAddress::LocalHost, sim.port());
+    ASSERT_TRUE(idle.waitForConnected(10000));
+    idle.write("GET /sim/state HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n");
+    ASSERT_TRUE(idle.waitForReadyRead(10000));
 
     // Every connection is closed and every worker ends in order; none is left to the
     // simulator's last resort of ending without them. (bench/keyring-and-simulator-stops
