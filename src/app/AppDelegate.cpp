@@ -34,7 +34,14 @@
 
 AppDelegate::AppDelegate(QObject* parent) : QObject(parent) {
     runLink = [this](const QUrl& url) { LinkCommands::run(url, *this); };
-    connect(&AppEvents::shared(), &AppEvents::settingsRequested, this, &AppDelegate::openSettings);
+    // The settings window and the tray menu ask through the announcements; they don't know
+    // who builds them.
+    const auto& events = AppEvents::shared();
+    connect(&events, &AppEvents::settingsRequested, this, &AppDelegate::openSettings);
+    connect(&events, &AppEvents::vantleRequested, this, &AppDelegate::openVantle);
+    connect(&events, &AppEvents::reportRequested, this, &AppDelegate::generateReport);
+    connect(&events, &AppEvents::reportsFolderRequested, this, &AppDelegate::openReportsFolder);
+    connect(&events, &AppEvents::workspaceDidChange, this, &AppDelegate::workspaceDidChange);
     if (auto* application = QCoreApplication::instance()) {
         connect(application, &QCoreApplication::aboutToQuit, this, &AppDelegate::applicationWillTerminate);
     }
@@ -107,11 +114,6 @@ void AppDelegate::open(const QList<QUrl>& urls) {
     }
 }
 
-QString AppDelegate::settingsTitle() const {
-    return base::pick(QStringLiteral("Mirk Vantle Agents Settings"),
-                      QStringLiteral("Mirk Vantle Agents seaded"));
-}
-
 void AppDelegate::generateReport(const QDate& day) {
     reports.generate(day, false);
 }
@@ -146,9 +148,8 @@ void AppDelegate::openSettings() {
     }
     if (!settingsWindow) {
         // Built once and kept for the run, so a second opening finds it where it was left.
-        settingsModel = new SettingsModel(this, this);
-        auto* view = new SettingsView(*settingsModel, this);
-        view->setWindowTitle(settingsTitle());
+        settingsModel = new SettingsModel(this);
+        auto* view = new SettingsView(*settingsModel);
         view->ensurePolished();
         view->fitHeight();
         // Back where the user left it; Qt keeps a restored place on a screen.
@@ -225,7 +226,7 @@ void AppDelegate::setUpStatusMenu() {
     if (!stage) {
         return;
     }
-    statusMenu = new StatusMenu(*this, this);
+    statusMenu = new StatusMenu(stage, this);
     QPointer<StatusMenu> menu(statusMenu);
     // Without a tray the figure's menu is the only one, so it takes the rows it lacks.
     stage->onContextMenu = [menu](QMenu& figureMenu) {
@@ -359,9 +360,6 @@ void AppDelegate::observeLanguage() {
         }
         if (self->statusMenu) {
             self->statusMenu->showTimer();
-        }
-        if (self->settingsWindow) {
-            self->settingsWindow->setWindowTitle(self->settingsTitle());
         }
     });
 }

@@ -39,7 +39,6 @@ public:
     // Links from outside: held until start-up has finished, then run in order of arrival.
     void open(const QList<QUrl>& urls);
 
-    QString settingsTitle() const;
     // A report the user asked for; nothing while another one is being written.
     void generateReport(const QDate& day);
     void openReportsFolder();

@@ -16,6 +16,13 @@ signals:
     void languageDidChange();
     // The user asked for the settings window.
     void settingsRequested();
+    // The user asked for the workspace's dashboard in the browser.
+    void vantleRequested();
+    // The user asked for the report of a day, or for the folder of the reports.
+    void reportRequested(const QDate& day);
+    void reportsFolderRequested();
+    // A new desktop key or workspace address was stored.
+    void workspaceDidChange();
     // The program is ending, by either road: the open activity span closes at this time.
     void activityEnds(const QDateTime& at);
 

@@ -11,16 +11,16 @@
 #include <memory>
 #include <optional>
 #include <utility>
-#include <vector>
 
-// A loaded character: its definition, the atlas image and a one-byte-per-pixel alpha mask of
-// the whole atlas (top row first), so that a hit test is one array read. Sheets are loaded once
-// and kept for the rest of the run.
+// A loaded character: its definition and its atlas. Pixel art has a few dozen colours, so the
+// atlas is kept at one byte a pixel with a table of colours (alpha included): it is its own
+// alpha mask, and a hit test is one byte and one table entry. An atlas of more colours than a
+// table holds stays at four bytes a pixel. Sheets are loaded once and kept for the rest of the
+// run.
 class CharacterSheet {
 public:
     const CharacterDefinition definition;
     const QImage atlas;
-    const std::vector<unsigned char> mask;
 
     // The sheet of the character with this id, loaded on first use; none (and one log line)
     // when the package cannot be loaded. Failures are not remembered, so a later call tries again.
@@ -48,5 +48,8 @@ public:
     // right, y up); alpha above 16 counts as visible.
     bool isOpaque(int cell, QPointF point) const;
 
-    CharacterSheet(CharacterDefinition definition, QImage atlas, std::vector<unsigned char> mask);
+    // The cell as it is drawn: a small image of its own, four bytes a pixel, premultiplied.
+    QImage cellImage(int cell) const;
+
+    CharacterSheet(CharacterDefinition definition, QImage atlas);
 };

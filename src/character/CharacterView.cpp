@@ -14,8 +14,6 @@ namespace {
 constexpr int fadeMs = 180;
 constexpr double dashOn = 7.0;
 constexpr double dashOff = 5.0;
-// How many filtered cells are kept at one size; an atlas rarely has more poses than that.
-constexpr int filteredCells = 64;
 
 bool isWhole(double factor) {
     return factor >= 1.0 && std::abs(factor - std::round(factor)) < 1e-9;
@@ -68,7 +66,6 @@ QColor CharacterView::accent() {
 
 void CharacterView::setSheet(std::shared_ptr<const CharacterSheet> sheet) {
     currentSheet = std::move(sheet);
-    filtered.clear();
     update();
 }
 
@@ -130,11 +127,6 @@ void CharacterView::setDropZone(DropZone state) {
     update();
 }
 
-void CharacterView::resizeEvent(QResizeEvent* event) {
-    QWidget::resizeEvent(event);
-    filtered.clear();
-}
-
 void CharacterView::paintEvent(QPaintEvent*) {
     // The translucent window hands over a cleared surface.
     QPainter painter(this);
@@ -177,40 +169,12 @@ void CharacterView::paintFigure(QPainter& painter) {
     const double ratio = devicePixelRatioF();
     const QSize device(static_cast<int>(std::lround(width() * ratio)),
                        static_cast<int>(std::lround(height() * ratio)));
-    // Pixel art magnified by a whole number keeps hard edges; any other size is filtered.
-    if (isWhole(static_cast<double>(device.width()) / cellWidth) &&
-        isWhole(static_cast<double>(device.height()) / cellHeight)) {
-        const QRect source((cell % d.columns) * cellWidth, (cell / d.columns) * cellHeight, cellWidth,
-                           cellHeight);
-        painter.setRenderHint(QPainter::SmoothPixmapTransform, false);
-        painter.drawImage(QRectF(rect()), atlas, source);
-        return;
-    }
-    painter.drawPixmap(rect(), filteredCell(cell, device));
-}
-
-const QPixmap& CharacterView::filteredCell(int cell, QSize devicePixels) {
-    if (devicePixels != filteredSize) {
-        filtered.clear();
-        filteredSize = devicePixels;
-    }
-    if (const auto it = filtered.constFind(cell); it != filtered.constEnd()) {
-        return *it;
-    }
-    if (filtered.size() >= filteredCells) {
-        filtered.clear();
-    }
-    const auto& d = currentSheet->definition;
-    const QImage& atlas = currentSheet->atlas;
-    const int cellWidth = atlas.width() / d.columns;
-    const int cellHeight = atlas.height() / d.rows;
-    const QImage part =
-        atlas.copy((cell % d.columns) * cellWidth, (cell / d.columns) * cellHeight, cellWidth, cellHeight);
-    // Smooth scaling averages when it shrinks and interpolates when it grows.
-    QPixmap pixmap =
-        QPixmap::fromImage(part.scaled(devicePixels, Qt::IgnoreAspectRatio, Qt::SmoothTransformation));
-    pixmap.setDevicePixelRatio(devicePixelRatioF());
-    return *filtered.insert(cell, pixmap);
+    // Pixel art magnified by a whole number keeps hard edges; any other size is filtered. Both
+    // scale the one cell while drawing, so no scaled copy is kept.
+    const bool whole = isWhole(static_cast<double>(device.width()) / cellWidth) &&
+                       isWhole(static_cast<double>(device.height()) / cellHeight);
+    painter.setRenderHint(QPainter::SmoothPixmapTransform, !whole);
+    painter.drawImage(QRectF(rect()), currentSheet->cellImage(cell));
 }
 
 void CharacterView::paintRing(QPainter& painter) {

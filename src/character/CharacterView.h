@@ -3,8 +3,6 @@
 #include "capture/DropTarget.h"
 #include "character/CharacterSheet.h"
 
-#include <QHash>
-#include <QPixmap>
 #include <QPoint>
 #include <QVariantAnimation>
 #include <QWidget>
@@ -57,7 +55,6 @@ public:
 
 protected:
     void paintEvent(QPaintEvent* event) override;
-    void resizeEvent(QResizeEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseDoubleClickEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
@@ -77,8 +74,6 @@ private:
     void paintFigure(QPainter& painter);
     void paintRing(QPainter& painter);
     void paintBadge(QPainter& painter);
-    // The cell as drawn at a size that is no whole multiple of the art, filtered once and kept.
-    const QPixmap& filteredCell(int cell, QSize devicePixels);
 
     std::shared_ptr<const CharacterSheet> currentSheet;
     std::optional<int> currentCell;
@@ -98,7 +93,4 @@ private:
     double badgeScale = 1;
     double ringLineWidth = 2.0;
     bool ringDashed = true;
-
-    QHash<int, QPixmap> filtered;
-    QSize filteredSize;
 };

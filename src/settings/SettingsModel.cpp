@@ -1,7 +1,7 @@
 #include "settings/SettingsModel.h"
 
 #include "activity/ActivityRecorder.h"
-#include "app/AppDelegate.h"
+#include "app/AppEvents.h"
 #include "app/Language.h"
 #include "app/Settings.h"
 #include "app/VantleAgent.h"
@@ -28,10 +28,10 @@ QString keyAccount() {
 
 } // namespace
 
-SettingsModel::SettingsModel(AppDelegate* a, QObject* parent)
+SettingsModel::SettingsModel(QObject* parent)
     : QObject(parent),
       vantleStatus(base::pick(QStringLiteral("Not connected."), QStringLiteral("Pole ühendatud."))),
-      ollamaStatus(checking()), app(a) {
+      ollamaStatus(checking()) {
     vantleKey = Keychain::read(keyAccount()).value_or(QString());
     storedKey = vantleKey;
     readStored();
@@ -105,11 +105,9 @@ void SettingsModel::workspaceSubmitted() {
 }
 
 void SettingsModel::switchWorkspace() {
-    if (app) {
-        app->workspaceDidChange();
-    } else {
-        VantleClient::reset();
-    }
+    // The old token goes at once, whoever else hears of the change.
+    VantleClient::reset();
+    emit AppEvents::shared().workspaceDidChange();
     checkConnection();
 }
 

@@ -11,8 +11,6 @@
 
 #include <optional>
 
-class AppDelegate;
-
 // What the settings form needs beyond storing a value: the desktop key, the live connection
 // line, the local models, launch at login and what the record can see of this desktop. Tells the
 // form to redraw through changed().
@@ -23,7 +21,7 @@ public:
     // stores the key and asks the workspace once, for the last text.
     static constexpr double keyPause = 0.6;
 
-    explicit SettingsModel(AppDelegate* app, QObject* parent = nullptr);
+    explicit SettingsModel(QObject* parent = nullptr);
 
     QString vantleKey;
     QString vantleStatus;
@@ -78,7 +76,6 @@ private:
     void switchWorkspace();
     void checkConnection();
 
-    QPointer<AppDelegate> app;
     // The key as last stored, trimmed; a field that matches it needs no switch.
     QString storedKey;
     base::Timer keyTyping;

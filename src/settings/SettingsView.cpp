@@ -1,6 +1,5 @@
 #include "settings/SettingsView.h"
 
-#include "app/AppDelegate.h"
 #include "app/AppEvents.h"
 #include "app/Settings.h"
 #include "base/Clock.h"
@@ -135,8 +134,7 @@ void setLabel(QFormLayout* rows, QWidget* field, const QString& text) {
 
 } // namespace
 
-SettingsView::SettingsView(SettingsModel& m, AppDelegate* a, QWidget* parent)
-    : QWidget(parent, Qt::Window), model(m), app(a) {
+SettingsView::SettingsView(SettingsModel& m, QWidget* parent) : QWidget(parent, Qt::Window), model(m) {
     // The rows scroll where a screen is too short for them all.
     auto* outer = new QVBoxLayout(this);
     outer->setContentsMargins(0, 0, 0, 0);
@@ -255,6 +253,11 @@ SettingsView::SettingsView(SettingsModel& m, AppDelegate* a, QWidget* parent)
     retranslate();
 }
 
+QString SettingsView::title() {
+    return base::pick(QStringLiteral("Mirk Vantle Agents Settings"),
+                      QStringLiteral("Mirk Vantle Agents seaded"));
+}
+
 SettingsView::~SettingsView() {
     // A field that loses the focus as it goes says it finished editing; nobody is left to hear it.
     for (auto* child : findChildren<QWidget*>()) {
@@ -315,16 +318,10 @@ void SettingsView::bindFields() {
         }
         Settings::setValue(QLatin1String(Settings::Key::excludedApps), classes);
     });
-    connect(writeReport, &QPushButton::clicked, this, [this] {
-        if (app) {
-            app->generateReport(base::Clock::now().date());
-        }
-    });
-    connect(openReports, &QPushButton::clicked, this, [this] {
-        if (app) {
-            app->openReportsFolder();
-        }
-    });
+    connect(writeReport, &QPushButton::clicked, this,
+            [this] { emit AppEvents::shared().reportRequested(base::Clock::now().date()); });
+    connect(openReports, &QPushButton::clicked, this,
+            [this] { emit AppEvents::shared().reportsFolderRequested(); });
     connect(scale, &QComboBox::activated, this, [this](int index) {
         Settings::setValue(QLatin1String(Settings::Key::scale), scale->itemData(index).toDouble());
         emit AppEvents::shared().settingsDidChange();
@@ -416,9 +413,7 @@ void SettingsView::retranslate() {
     launchAtLogin->setText(pick(QStringLiteral("Launch at login"), QStringLiteral("Käivita sisselogimisel")));
     shortcutNote->setText(pick(QStringLiteral("Summon the chat anywhere with Ctrl+Alt+Space."),
                                QStringLiteral("Ava vestlus kõikjal klahvidega Ctrl+Alt+Space.")));
-    if (app) {
-        setWindowTitle(app->settingsTitle());
-    }
+    setWindowTitle(title());
     showModel();
 }
 

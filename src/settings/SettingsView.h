@@ -2,7 +2,6 @@
 
 #include <QWidget>
 
-class AppDelegate;
 class QCheckBox;
 class QComboBox;
 class QFormLayout;
@@ -22,8 +21,11 @@ class SettingsView : public QWidget {
 public:
     static constexpr int formWidth = 460;
 
-    SettingsView(SettingsModel& model, AppDelegate* app, QWidget* parent = nullptr);
+    explicit SettingsView(SettingsModel& model, QWidget* parent = nullptr);
     ~SettingsView() override;
+
+    // The window's title in the language in force.
+    static QString title();
 
     // Every text anew, in the language in force.
     void retranslate();
@@ -76,7 +78,6 @@ private:
     void bindFields();
 
     SettingsModel& model;
-    AppDelegate* app;
     QScrollArea* scroller = nullptr;
     QWidget* content = nullptr;
     QGroupBox* vantleBox = nullptr;

@@ -1,6 +1,5 @@
 #include "time/StatusMenu.h"
 
-#include "app/AppDelegate.h"
 #include "app/AppEvents.h"
 #include "app/AppIdentity.h"
 #include "app/HotKey.h"
@@ -17,8 +16,8 @@
 #include <QCoreApplication>
 #include <QCursor>
 
-StatusMenu::StatusMenu(AppDelegate& a, QObject* parent)
-    : QObject(parent), timer(TimeTracker::shared()), app(a), idleIcon(TrayArtwork::icon(false)),
+StatusMenu::StatusMenu(StageViewController* s, QObject* parent)
+    : QObject(parent), timer(TimeTracker::shared()), stageController(s), idleIcon(TrayArtwork::icon(false)),
       runningIcon(TrayArtwork::icon(true)) {
     menu.setTitle(QLatin1String(AppIdentity::name));
     item.setIcon(idleIcon);
@@ -77,7 +76,7 @@ void StatusMenu::menuNeedsUpdate() {
 
 void StatusMenu::addRows(QMenu& to, Rows rows) {
     QPointer<StatusMenu> self(this);
-    QPointer<StageViewController> stage(app.stage);
+    const QPointer<StageViewController> stage = stageController;
     const bool all = rows == Rows::all;
     const auto onStage = [stage](std::function<void(StageViewController&)> action) {
         return [stage, action = std::move(action)] {
@@ -145,12 +144,8 @@ void StatusMenu::addRows(QMenu& to, Rows rows) {
         to.addSeparator();
     }
 
-    QPointer<AppDelegate> delegate(&app);
-    to.addAction(base::pick(QStringLiteral("Open Vantle"), QStringLiteral("Ava Vantle")), &to, [delegate] {
-        if (delegate) {
-            delegate->openVantle();
-        }
-    });
+    to.addAction(base::pick(QStringLiteral("Open Vantle"), QStringLiteral("Ava Vantle")), &to,
+                 [] { emit AppEvents::shared().vantleRequested(); });
     auto* mute = to.addAction(base::pick(QStringLiteral("Mute Sounds"), QStringLiteral("Vaigista helid")),
                               &to, [self] {
                                   if (self) {
@@ -171,7 +166,7 @@ void StatusMenu::addRows(QMenu& to, Rows rows) {
 }
 
 void StatusMenu::toggleMute() {
-    StageViewController* stage = app.stage;
+    StageViewController* stage = stageController;
     if (!stage) {
         return;
     }

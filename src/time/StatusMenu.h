@@ -9,7 +9,7 @@
 #include <functional>
 #include <memory>
 
-class AppDelegate;
+class StageViewController;
 class TimeTracker;
 
 // The program's icon in the system tray and its menu, rebuilt each time it opens so that it
@@ -22,14 +22,14 @@ public:
     // Rows of the full menu; the figure's menu already has the first two, the agents and hiding.
     enum class Rows { all, beyondFigureMenu };
 
-    explicit StatusMenu(AppDelegate& app, QObject* parent = nullptr);
+    explicit StatusMenu(StageViewController* stage, QObject* parent = nullptr);
     ~StatusMenu() override;
 
     // Redraws the icon and its tooltip from the timer's state.
     void showTimer();
     // Empties the menu and fills it afresh; the timer is asked to refresh for the next time.
     void menuNeedsUpdate();
-    // Adds the rows to a menu in the Part's order, for the language of the moment.
+    // Adds the rows to a menu in their order, for the language of the moment.
     void addRows(QMenu& menu, Rows rows);
     // Whether a tray holds the icon; asked anew each time, since a tray may come and go.
     static bool isInTray();
@@ -43,7 +43,7 @@ public:
 private:
     void toggleMute();
 
-    AppDelegate& app;
+    QPointer<StageViewController> stageController;
     QIcon idleIcon;
     QIcon runningIcon;
 };

@@ -55,6 +55,9 @@ void TimeTracker::refresh() {
 
 QCoro::Task<> TimeTracker::read() {
     QPointer<TimeTracker> self(this);
+    // Only the newest read tells what it found: one that a later refresh overtook keeps quiet,
+    // so that an older answer never stands over a newer one.
+    const quint64 mine = ++reads;
     if (!agentsReadAt || agentsReadAt->msecsTo(base::Clock::now()) > agentsLifetime * 1000.0) {
         co_await readAgents();
         if (!self) {
@@ -62,13 +65,13 @@ QCoro::Task<> TimeTracker::read() {
         }
     }
     const auto fresh = co_await VantleClient::timerState();
-    if (!self || !fresh) {
+    if (!self || !fresh || mine != reads) {
         co_return;
     }
     state = *fresh;
     if (fresh->enabled) {
         auto entries = co_await VantleClient::recentTimers();
-        if (!self) {
+        if (!self || mine != reads) {
             co_return;
         }
         if (entries) {

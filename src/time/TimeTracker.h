@@ -62,4 +62,6 @@ private:
 
     base::Timer poll;
     base::Timer tick;
+    // Reads begun so far; the number of the newest.
+    quint64 reads = 0;
 };

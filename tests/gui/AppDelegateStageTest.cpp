@@ -191,7 +191,7 @@ TEST_F(AppDelegateStageTest, NotificationsReachTheStageOnlyWhileSwitchedOnAndVan
     ASSERT_TRUE(app->stage->balloonPanel);
     app->stage->closeChat();
 
-    app->openVantle();
+    emit AppEvents::shared().vantleRequested(); // as the tray menu asks
     EXPECT_EQ(services.desktop->opened, QList<QUrl>{QUrl("http://127.0.0.1:1/app/")});
 }
 
@@ -252,7 +252,7 @@ TEST_F(AppDelegateStageTest, AnAutomaticReportFailureShowsOnceADayAndTheUsersFai
     ASSERT_EQ(shown, 1);
     EXPECT_EQ(balloon().messageLabel()->message(), "No recent usage data.");
 
-    app->generateReport(QDate(2026, 3, 2));
+    emit AppEvents::shared().reportRequested(QDate(2026, 3, 2)); // as the settings ask
     writer.finish(false);
     EXPECT_EQ(shown, 2) << "the user's failure shows on a day whose failure was shown already";
 

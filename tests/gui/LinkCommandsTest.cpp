@@ -23,7 +23,7 @@ class LinkCommandsTest : public StageFixture {
 protected:
     void SetUp() override {
         StageFixture::SetUp();
-        if (IsSkipped()) {
+        if (HasFatalFailure()) {
             return;
         }
         app = std::make_unique<AppDelegate>();

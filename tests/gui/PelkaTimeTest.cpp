@@ -32,7 +32,7 @@ protected:
     void SetUp() override {
         virtualStart = QDateTime(day, QTime(17, 30));
         StageFixture::SetUp();
-        if (IsSkipped()) {
+        if (HasFatalFailure()) {
             return;
         }
         auto pelka = CharacterFixture::definition("pelka", 4, 3, 25);
@@ -50,12 +50,6 @@ protected:
         spinFor(200);
         StageFixture::TearDown();
     }
-    void refreshed() {
-        const int before = countOf("GET", statePath);
-        TimeTracker::shared().refresh();
-        ASSERT_TRUE(spinUntil([&] { return countOf("GET", statePath) > before; }));
-        spinFor(100);
-    }
     void at(const QTime& time) { scheduler->advance(base::Clock::now().secsTo(QDateTime(day, time))); }
     int stops() const {
         int n = 0;
@@ -71,7 +65,7 @@ protected:
         for (const auto& entry : sim->requests()) {
             const auto request = entry.toObject();
             if (request.value("path").toString().endsWith("/turn")) {
-                const auto body = QByteArray::fromBase64(request.value("body_base64").toString().toLatin1());
+                const auto body = SimProcess::bodyOf(request);
                 out << QJsonDocument::fromJson(body).object().value("message").toString();
             }
         }

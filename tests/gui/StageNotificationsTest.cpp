@@ -85,13 +85,13 @@ TEST_F(StageNotificationsTest, EachNotificationIsSaidByItsAgentOrByWhoeverStands
     stage->openChat(true);
     ASSERT_TRUE(spinUntil([&] { return stage->balloonPanel->isActiveWindow(); }));
     run(2);
-    EXPECT_EQ(message(), StageViewController::greeting(VantleAgent::lirra));
+    EXPECT_EQ(message(), QStringLiteral("Hi, Lirra here. What can I help you with?"));
     EXPECT_TRUE(balloon().isInputShown());
 
     // While the chat is open, a notification is dropped.
     push({{"agentId", "lirra"}, {"title", "Another"}});
     run(2);
-    EXPECT_EQ(message(), StageViewController::greeting(VantleAgent::lirra));
+    EXPECT_EQ(message(), QStringLiteral("Hi, Lirra here. What can I help you with?"));
     EXPECT_EQ(readMarks(colleague), 0) << "shown is not read";
 }
 
@@ -398,7 +398,7 @@ TEST_F(StageNotificationsTest, ApprovalsThatCannotBeDecidedFallBackAndLateAnswer
     pushApproval({{"id", "ap-7"}, {"agent", "Dorn"}, {"action", "Late"}});
     ASSERT_TRUE(shows("Late"));
     stage->closeChat();
-    spinFor(800);
+    ASSERT_TRUE(answered("/api/approvals/ap-7"));
     run(1);
     EXPECT_FALSE(stage->balloonPanel);
 
@@ -408,7 +408,7 @@ TEST_F(StageNotificationsTest, ApprovalsThatCannotBeDecidedFallBackAndLateAnswer
     ASSERT_TRUE(shows("Older"));
     push({{"agentId", "dorn"}, {"title", "Newer"}});
     ASSERT_TRUE(shows("Newer"));
-    spinFor(800);
+    ASSERT_TRUE(answered("/api/approvals/ap-8"));
     run(1);
     EXPECT_EQ(message(), QStringLiteral("Newer"));
     EXPECT_FALSE(balloon().isDeciding());

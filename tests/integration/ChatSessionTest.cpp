@@ -29,7 +29,7 @@ class ChatSessionTest : public WorkspaceFixture {
 protected:
     void SetUp() override {
         WorkspaceFixture::SetUp();
-        if (IsSkipped()) {
+        if (HasFatalFailure()) {
             return;
         }
         VantleEvents::shared().start();

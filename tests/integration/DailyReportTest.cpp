@@ -27,7 +27,7 @@ class DailyReportTest : public WorkspaceFixture, protected ReportFixture {
 protected:
     void SetUp() override {
         WorkspaceFixture::SetUp();
-        if (IsSkipped()) {
+        if (HasFatalFailure()) {
             return;
         }
         Settings::setValue(QLatin1String(Settings::Key::ollamaURL), sim->rootUrl().toString());

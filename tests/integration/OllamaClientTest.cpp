@@ -16,7 +16,7 @@ class OllamaClientTest : public WorkspaceFixture {
 protected:
     void SetUp() override {
         WorkspaceFixture::SetUp();
-        if (IsSkipped()) {
+        if (HasFatalFailure()) {
             return;
         }
         // The root as a user would write it, with no slash at its end.

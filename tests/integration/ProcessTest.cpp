@@ -5,11 +5,12 @@
 #include "app/TerminationSignal.h"
 #include "base/VirtualScheduler.h"
 #include "platform/fake/FakeServices.h"
+#include "settings/SettingsView.h"
+#include "support/SpinUntil.h"
 #include "support/TestEnvironment.h"
 #include "workspace/VantleEvents.h"
 
 #include <QCoreApplication>
-#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -28,18 +29,6 @@
 #include <unistd.h>
 
 namespace {
-
-// Runs the loop until the condition holds or the time is up.
-bool spinUntil(const std::function<bool()>& condition, int ms = 10000) {
-    QDeadlineTimer deadline(ms);
-    while (!condition()) {
-        if (deadline.hasExpired()) {
-            return false;
-        }
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    }
-    return true;
-}
 
 // An environment for the real program: its own runtime folder and settings that point the
 // workspace at a port where nobody answers, so it reaches no real host.
@@ -171,9 +160,9 @@ TEST(AppDelegate, EarlyLinksRunOnceAfterStartUpInOrderAndLateOnesAtOnce) {
     scheduler.advance(1);
     EXPECT_EQ(ran.size(), 4) << "nothing runs twice";
 
-    EXPECT_EQ(app.settingsTitle(), QStringLiteral("Mirk Vantle Agents Settings"));
+    EXPECT_EQ(SettingsView::title(), QStringLiteral("Mirk Vantle Agents Settings"));
     Settings::setValue(QLatin1String(Settings::Key::language), QStringLiteral("et"));
-    EXPECT_EQ(app.settingsTitle(), QStringLiteral("Mirk Vantle Agents seaded"));
+    EXPECT_EQ(SettingsView::title(), QStringLiteral("Mirk Vantle Agents seaded"));
 
     app.openReportsFolder();
     ASSERT_EQ(services.desktop->opened.size(), 1);

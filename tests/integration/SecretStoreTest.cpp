@@ -6,13 +6,14 @@
 #include "support/TestEnvironment.h"
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <functional>
+#include <future>
 #include <sys/stat.h>
 
 namespace {
@@ -29,16 +30,27 @@ QStringList filesIn(const QString& folder) {
     return QDir(folder).entryList(QDir::Files);
 }
 
+// Makes a call of the store's on a thread of its own while the keyring is stopped, and tells
+// whether it came back. The limit is a safety net far beyond the patience the store is given
+// for its first call, and short of the bus's own 25 s that would end a call to a keyring that
+// was asked again; a call still waiting past it is released by waking the keyring.
+bool comesBack(const PrivateKeyring& keyring, const std::function<void()>& call) {
+    auto running = std::async(std::launch::async, call);
+    if (running.wait_for(std::chrono::seconds(15)) == std::future_status::ready) {
+        return true;
+    }
+    ::kill(static_cast<pid_t>(keyring.keyringPid()), SIGCONT);
+    running.wait();
+    return false;
+}
+
 } // namespace
 
 TEST(SecretStore, WithoutAKeyringTheKeyLivesInAPrivateFile) {
     QTemporaryDir folder;
     platform::SystemSecretStore store(service, folder.path() + "/support");
-    QElapsedTimer clock;
-    clock.start();
     EXPECT_EQ(store.location(), platform::SecretStore::Location::file);
     EXPECT_FALSE(store.read(account));
-    EXPECT_LT(clock.elapsed(), 500) << "a missing keyring answers at once";
 
     ASSERT_TRUE(store.write(account, "key-123"));
     const auto files = filesIn(folder.path() + "/support");
@@ -63,9 +75,7 @@ TEST(SecretStore, WithoutAKeyringTheKeyLivesInAPrivateFile) {
 
 TEST(SecretStore, AKeyringHoldsTheKeyAndEveryReadTellsTheLastSaved) {
     PrivateKeyring keyring;
-    if (!keyring.isRunning()) {
-        GTEST_SKIP() << "no keyring daemon could be started here";
-    }
+    ASSERT_TRUE(keyring.isRunning()) << "no keyring daemon started (gnome-keyring, from scripts/setup)";
     base::VirtualScheduler scheduler; // the keyring's resting minute passes in virtual time
     QTemporaryDir folder;
     const QString support = folder.path() + "/support";
@@ -100,20 +110,24 @@ TEST(SecretStore, AKeyringHoldsTheKeyAndEveryReadTellsTheLastSaved) {
     keyring.store(service, account, "key-\xff\xfe");
     EXPECT_FALSE(store.read(account));
 
-    // A keyring that stops answering costs about a second, once; meanwhile the last key seen
-    // stands, and a replacement is read back at once.
+    // A keyring that stops answering is waited for no longer than the patience, once; meanwhile
+    // the last key seen stands, and a replacement is read back at once. (How long each costs is
+    // measured by bench/keyring-and-simulator-stops.)
     ASSERT_TRUE(store.write(account, "key-4"));
     store.patience = usualPatience;
     ::kill(static_cast<pid_t>(keyring.keyringPid()), SIGSTOP);
-    QElapsedTimer clock;
-    clock.start();
-    EXPECT_EQ(store.read(account), QStringLiteral("key-4"));
-    EXPECT_LT(clock.elapsed(), 1500);
-    clock.restart();
-    EXPECT_TRUE(store.write(account, "while-stalled"));
-    // Asking again would cost the keyring's second of patience; a loaded machine costs far less.
-    EXPECT_LT(clock.elapsed(), 900) << "the stalled keyring is not asked again at once";
+    std::optional<QString> read;
+    ASSERT_TRUE(comesBack(keyring, [&] { read = store.read(account); }))
+        << "the patience ends a stalled call";
+    EXPECT_EQ(read, QStringLiteral("key-4"));
+    // The keyring now rests: asking it again would wait for the whole of this patience.
+    store.patience = std::chrono::hours(1);
+    bool written = false;
+    ASSERT_TRUE(comesBack(keyring, [&] { written = store.write(account, "while-stalled"); }))
+        << "the stalled keyring was asked again at once";
+    EXPECT_TRUE(written);
     EXPECT_EQ(store.read(account), QStringLiteral("while-stalled"));
+    store.patience = std::chrono::seconds(10);
     EXPECT_EQ(modeOf(support + "/" + filesIn(support).value(0)), 0600u);
     ::kill(static_cast<pid_t>(keyring.keyringPid()), SIGCONT);
 

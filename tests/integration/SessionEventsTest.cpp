@@ -1,4 +1,5 @@
 #include "platform/linux/DBusSessionEvents.h"
+#include "support/Installed.h"
 #include "support/PrivateBus.h"
 #include "support/SpinUntil.h"
 #include "support/TestEnvironment.h"
@@ -56,9 +57,8 @@ int inhibitors(PrivateBus& bus) {
 class SessionEventsTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        if (!PrivateBus::canMock()) {
-            GTEST_SKIP() << "needs dbus-daemon and python3-dbusmock";
-        }
+        ASSERT_TRUE(installed({"dbus-daemon"}));
+        ASSERT_TRUE(PrivateBus::canMock()) << "python3-dbusmock is not installed (scripts/setup installs it)";
         ASSERT_TRUE(bus.isRunning());
     }
     PrivateBus bus;

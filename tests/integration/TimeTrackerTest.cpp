@@ -37,13 +37,6 @@ protected:
         WorkspaceFixture::TearDown();
     }
 
-    // Refreshes and waits until the workspace's answer has been taken in.
-    void refreshed() {
-        const int before = changes;
-        tracker.refresh();
-        ASSERT_TRUE(spinUntil([&] { return changes > before; }));
-    }
-
     // A timer running in the workspace since now, by the workspace's clock.
     TimeEntry started(std::optional<TimeEntry> like) {
         const auto entry = await(VantleClient::startTimer(std::move(like)));
@@ -106,11 +99,11 @@ TEST_F(TimeTrackerTest, FailuresKeepTheLastGoodStateAndRetry) {
     // The agents failing doesn't keep the timer from being read, and they are asked again.
     fault(agentsPath, {{"status", 500}, {"times", 1}});
     started(withNote(QStringLiteral("Harbour visit")));
-    refreshed();
+    refreshed(tracker);
     EXPECT_FALSE(tracker.agentsReadAt);
     EXPECT_FALSE(tracker.enabledAgents);
     ASSERT_TRUE(tracker.state && tracker.state->active);
-    refreshed();
+    refreshed(tracker);
     EXPECT_TRUE(tracker.agentsReadAt);
     EXPECT_EQ(countOf("GET", agentsPath), 2);
     EXPECT_EQ(tracker.runningTitle(), QStringLiteral(" 0:00 · Harbour visit"));
@@ -132,10 +125,10 @@ TEST_F(TimeTrackerTest, FailuresKeepTheLastGoodStateAndRetry) {
     // A failed list keeps the old one while the state moves on.
     fault(recentPath, {{"status", 500}, {"times", 1}});
     ASSERT_TRUE(await(VantleClient::stopTimer(tracker.state->active->id)));
-    refreshed();
+    refreshed(tracker);
     EXPECT_FALSE(tracker.state->active);
     EXPECT_EQ(tracker.recent.size(), recent.size());
-    refreshed();
+    refreshed(tracker);
     EXPECT_EQ(tracker.recent.size(), recent.size() + 1);
     EXPECT_EQ(tracker.recent.first().label(), QStringLiteral("Harbour visit"));
 }
@@ -145,7 +138,7 @@ TEST_F(TimeTrackerTest, TheWorkspaceClockAheadOrBehindNeverShowsANegativeTime) {
         realTime();
         sim->control("POST", "/sim/time", QJsonObject{{"skew_s", skew}});
         started(withNote(QStringLiteral("Skewed")));
-        refreshed();
+        refreshed(tracker);
         EXPECT_NEAR(tracker.state->clockSkew, skew, 10) << skew;
         EXPECT_EQ(tracker.elapsed(), QStringLiteral("0:00")) << skew;
         scheduler->advance(61);
@@ -156,14 +149,14 @@ TEST_F(TimeTrackerTest, TheWorkspaceClockAheadOrBehindNeverShowsANegativeTime) {
     sim->control("POST", "/sim/time", QJsonObject{{"skew_s", 300}});
     started(withNote(QStringLiteral("Ahead")));
     sim->control("POST", "/sim/time", QJsonObject{{"skew_s", 0}});
-    refreshed();
+    refreshed(tracker);
     EXPECT_NEAR(tracker.state->clockSkew, 0, 10);
     EXPECT_EQ(tracker.elapsed(), QStringLiteral("0:00"));
 }
 
 TEST_F(TimeTrackerTest, TrackingOffOrNoKeyShowsNoRunningForm) {
     started(withNote(QStringLiteral("Before")));
-    refreshed();
+    refreshed(tracker);
     ASSERT_TRUE(tracker.runningTitle());
     const int recentReads = countOf("GET", recentPath);
     const auto recent = tracker.recent;
@@ -173,7 +166,7 @@ TEST_F(TimeTrackerTest, TrackingOffOrNoKeyShowsNoRunningForm) {
     ASSERT_TRUE(off.value("active").isObject());
     off.insert("enabled", false);
     fault(statePath, {{"status", 200}, {"json", off}, {"times", 1}});
-    refreshed();
+    refreshed(tracker);
     EXPECT_FALSE(tracker.state->enabled);
     EXPECT_TRUE(tracker.state->active);
     EXPECT_TRUE(tracker.elapsed());
@@ -182,7 +175,7 @@ TEST_F(TimeTrackerTest, TrackingOffOrNoKeyShowsNoRunningForm) {
     EXPECT_EQ(tracker.recent.size(), recent.size());
 
     // The key gone: the state goes and the listener hears it, once.
-    refreshed();
+    refreshed(tracker);
     services.secretStore->secrets.clear();
     const int before = changes;
     tracker.refresh();
@@ -196,10 +189,10 @@ TEST_F(TimeTrackerTest, LongLabelsAreCutAfterSeventeenCharacters) {
     const QString eighteen = QStringLiteral("🚢Route planning ÕÄ");
     ASSERT_EQ(eighteen.toUcs4().size(), 18);
     started(withNote(eighteen));
-    refreshed();
+    refreshed(tracker);
     EXPECT_EQ(tracker.runningTitle(), QStringLiteral(" 0:00 · ") + eighteen);
     started(withNote(eighteen + QStringLiteral("x")));
-    refreshed();
+    refreshed(tracker);
     EXPECT_EQ(tracker.runningTitle(), QStringLiteral(" 0:00 · 🚢Route planning Õ…"));
     EXPECT_EQ(tracker.state->active->label(), eighteen + QStringLiteral("x"));
 }
@@ -226,7 +219,7 @@ TEST_F(TimeTrackerTest, StartsAndStopsAgainstTheWorkspace) {
     like.note = QStringLiteral("Call");
     started(like);
     EXPECT_EQ(lastBody(entriesPath).keys(), (QStringList{"id", "note", "project_id"}));
-    refreshed();
+    refreshed(tracker);
     ASSERT_TRUE(tracker.state->active);
 
     // A refused stop is the caller's, with no refresh after it.

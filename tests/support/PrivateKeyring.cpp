@@ -27,7 +27,7 @@ PrivateKeyring::PrivateKeyring() : previousAddress(qgetenv("DBUS_SESSION_BUS_ADD
     keyring.closeWriteChannel();
     // The login keyring is made a moment after the daemon has read its password; it is ready
     // once something can be stored in it.
-    QDeadlineTimer deadline(10000);
+    QDeadlineTimer deadline(30000);
     while (!deadline.hasExpired()) {
         QProcess probe;
         probe.setProcessEnvironment(env);

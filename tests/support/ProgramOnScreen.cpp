@@ -1,12 +1,12 @@
 #include "support/ProgramOnScreen.h"
 
 #include "platform/linux/X11.h"
+#include "support/Installed.h"
 #include "support/SpinUntil.h"
 
 #include <QDir>
 #include <QFile>
 #include <QSettings>
-#include <QStandardPaths>
 
 #include <csignal>
 
@@ -62,6 +62,20 @@ int greenPixels(const QImage& image) {
         }
     }
     return n;
+}
+
+bool keyboardTaken() {
+    auto* c = platform::x11::connection();
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
+    platform::x11::Reply<xcb_grab_keyboard_reply_t> reply(xcb_grab_keyboard_reply(
+        c, xcb_grab_keyboard(c, 0, root, XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
+        nullptr));
+    if (reply && reply->status == XCB_GRAB_STATUS_SUCCESS) {
+        xcb_ungrab_keyboard(c, XCB_CURRENT_TIME);
+        xcb_flush(c);
+        return false;
+    }
+    return reply && reply->status == XCB_GRAB_STATUS_ALREADY_GRABBED;
 }
 
 Program::Program(const QString& home, const QString& desktopKey, const QString& executable) {
@@ -128,11 +142,8 @@ bool Program::endsWell() {
 }
 
 void ProgramOnScreen::SetUp() {
-    if (!platform::x11::connection() || QStandardPaths::findExecutable("xdotool").isEmpty() ||
-        QStandardPaths::findExecutable("import").isEmpty() ||
-        QStandardPaths::findExecutable("weston").isEmpty()) {
-        GTEST_SKIP() << "needs an X server, xdotool, ImageMagick and weston";
-    }
+    ASSERT_NE(platform::x11::connection(), nullptr) << "these tests run on an X server";
+    ASSERT_TRUE(installed({"xdotool", "import", "weston"}));
     const QString root = home.path();
     for (const char* sub : {"config/Mirk Vantle Agents", "data/mirkvantle-agents", "cache", "runtime"}) {
         QDir(root).mkpath(sub);

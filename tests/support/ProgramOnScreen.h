@@ -26,6 +26,8 @@ QRect geometryOf(const QString& window);
 QImage screenshot(const QRect& around, const QString& name);
 // Pixels of a clear green: the answer's success mark, the tray icon's running form.
 int greenPixels(const QImage& image);
+// Whether another client holds the keyboard, as an open menu does: keys sent now reach it.
+bool keyboardTaken();
 
 // The program as a user starts it, with its own home and runtime folder.
 class Program {

@@ -1,6 +1,7 @@
 #include "support/SimProcess.h"
 
 #include <QDeadlineTimer>
+#include <QFile>
 #include <QHostAddress>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -8,10 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#ifndef MIRK_WORKSPACE_SIM_PATH
-// A build without the simulator still compiles; SimProcess::available() tells the tests.
-#define MIRK_WORKSPACE_SIM_PATH ""
-#endif
+#include <iostream>
 
 // An HTTP/1.1 response read incrementally: head, then a body framed by length, by chunks, or
 // by the end of the connection.
@@ -260,10 +258,6 @@ bool SimProcess::Stream::endedCleanly() const {
     return reader_->complete;
 }
 
-bool SimProcess::available() {
-    return !QString::fromUtf8(MIRK_WORKSPACE_SIM_PATH).isEmpty();
-}
-
 SimProcess::SimProcess(const QStringList& extraArguments) {
     for (qsizetype i = 0; i + 1 < extraArguments.size(); ++i) {
         if (extraArguments.at(i) == QLatin1String("--base"))
@@ -274,13 +268,11 @@ SimProcess::SimProcess(const QStringList& extraArguments) {
     while (base_.endsWith(QLatin1Char('/')))
         base_.chop(1);
 
-    const QString program = QString::fromUtf8(MIRK_WORKSPACE_SIM_PATH);
-    if (program.isEmpty()) {
-        ADD_FAILURE() << "the workspace simulator was not built";
-        return;
-    }
-    process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    process_.start(program, QStringList{QStringLiteral("--port"), QStringLiteral("0")} + extraArguments);
+    // Its log goes to a file rather than a pipe, so that a chatty simulator never waits for a
+    // test that isn't reading; a failed test shows it.
+    process_.setStandardErrorFile(logFolder_.filePath(QStringLiteral("workspace-sim.log")));
+    process_.start(QStringLiteral(MIRK_WORKSPACE_SIM_PATH),
+                   QStringList{QStringLiteral("--port"), QStringLiteral("0")} + extraArguments);
     if (!process_.waitForStarted(10000)) {
         ADD_FAILURE() << "workspace-sim did not start: " << process_.errorString().toStdString();
         return;
@@ -300,6 +292,13 @@ SimProcess::SimProcess(const QStringList& extraArguments) {
 SimProcess::~SimProcess() {
     if (!stopped_ && process_.state() != QProcess::NotRunning && !terminate())
         ADD_FAILURE() << "workspace-sim did not end cleanly on SIGTERM";
+    if (testing::Test::HasFailure())
+        std::cerr << log().toStdString();
+}
+
+QByteArray SimProcess::log() const {
+    QFile file(logFolder_.filePath(QStringLiteral("workspace-sim.log")));
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 bool SimProcess::isRunning() const {

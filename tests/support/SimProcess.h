@@ -8,6 +8,7 @@
 #include <QProcess>
 #include <QString>
 #include <QStringList>
+#include <QTemporaryDir>
 #include <QUrl>
 
 #include <memory>
@@ -62,8 +63,6 @@ public:
         std::unique_ptr<Reader> reader_;
     };
 
-    // False when the build has no simulator (tools switched off); tests then skip.
-    static bool available();
     // The raw body of one entry of the request log.
     static QByteArray bodyOf(const QJsonValue& entry);
 
@@ -104,8 +103,11 @@ public:
     bool terminate(int timeoutMs = 5000);
     QProcess::ExitStatus exitStatus() const { return process_.exitStatus(); }
     int exitCode() const { return process_.exitCode(); }
+    // What the simulator wrote to its standard error so far.
+    QByteArray log() const;
 
 private:
+    QTemporaryDir logFolder_;
     QProcess process_;
     quint16 port_ = 0;
     QString base_ = QStringLiteral("/app");

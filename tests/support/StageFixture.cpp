@@ -8,23 +8,28 @@
 #include <QJsonArray>
 #include <QLabel>
 
+QJsonObject StageFixture::definition(const QString& id) {
+    // Every animation the stage asks for, two cells each, so that a loop can be seen.
+    auto d = CharacterFixture::definition(id, 4, 3, 25);
+    auto animations = d.value("animations").toObject();
+    animations.remove("Empty");
+    for (const char* name :
+         {"Greeting", "Thinking", "Explain", "GetAttention", "Alert", "Congratulate", "Reassure", "Confused",
+          "Stressed", "Searching", "CheckingSchedule", "SendMail", "WritingProposal"}) {
+        animations.insert(
+            name, QJsonArray{QJsonObject{{"cell", 1}, {"ms", 200}}, QJsonObject{{"cell", 2}, {"ms", 200}}});
+    }
+    d.insert("animations", animations);
+    return d;
+}
+
 void StageFixture::SetUp() {
     WorkspaceFixture::SetUp();
-    if (IsSkipped()) {
+    if (HasFatalFailure()) {
         return;
     }
-    // Every animation the stage asks for, two cells each, so that a loop can be seen.
     for (const char* id : {"dorn", "lirra", "morvo"}) {
-        auto d = CharacterFixture::definition(id, 4, 3, 25);
-        auto animations = d.value("animations").toObject();
-        animations.remove("Empty");
-        for (const char* name : {"Greeting", "Thinking", "Explain", "GetAttention", "Alert", "Congratulate",
-                                 "Reassure", "Confused", "Stressed", "Searching"}) {
-            animations.insert(name, QJsonArray{QJsonObject{{"cell", 1}, {"ms", 200}},
-                                               QJsonObject{{"cell", 2}, {"ms", 200}}});
-        }
-        d.insert("animations", animations);
-        characters.add(id, d);
+        characters.add(id, definition(id));
     }
     characters.activate();
     stage = std::make_unique<StageViewController>();
@@ -54,9 +59,9 @@ void StageFixture::run(double seconds) {
     for (double t = 0; t < seconds; t += 0.05) {
         spinFor(5);
         scheduler->advance(0.05);
-        const QString now = stage->player().currentAnimation();
-        if (!now.isEmpty() && (played.isEmpty() || played.last() != now)) {
-            played << now;
+        if (const auto now = stage->player().currentRun(); now && now != lastRun) {
+            played << now->name;
+            lastRun = now;
         }
     }
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "character/CharacterPlayer.h"
 #include "character/CharacterWindow.h"
 #include "stage/BalloonView.h"
 #include "stage/StageViewController.h"
@@ -19,8 +20,12 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
+    // A character with every animation the stage asks for.
+    static QJsonObject definition(const QString& id);
+
     // Lets real events and virtual time run together, virtual time ten times as fast, noting
-    // each animation as it starts.
+    // each animation as it starts: every play is a run of its own, also one of the animation
+    // that is playing already.
     void run(double seconds);
     bool runUntil(const std::function<bool()>& condition, double limit = 30);
     BalloonView& balloon() { return stage->balloonPanel->balloon(); }
@@ -38,4 +43,5 @@ protected:
     std::unique_ptr<StageViewController> stage;
     std::unique_ptr<CharacterWindow> window;
     QStringList played;
+    std::shared_ptr<CharacterPlayer::Run> lastRun;
 };

@@ -38,6 +38,9 @@ void TestEnvironment::prepare() {
     // bus is one where nobody listens, which fails at once.
     qputenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + r + QLatin1String("/no-bus")).toUtf8());
     qunsetenv("VANTLE_DESKTOP_KEY");
+    // Fourteen hours ahead of UTC, so that a day taken in UTC instead of local time (or the other
+    // way round) is another day for most of the clock.
+    qputenv("TZ", "Pacific/Kiritimati");
 }
 
 QString TestEnvironment::root() {

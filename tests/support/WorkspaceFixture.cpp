@@ -1,6 +1,7 @@
 #include "support/WorkspaceFixture.h"
 
 #include "app/Settings.h"
+#include "base/Network.h"
 #include "support/SpinUntil.h"
 #include "support/TestEnvironment.h"
 #include "workspace/Keychain.h"
@@ -8,13 +9,15 @@
 #include "workspace/VantleEvents.h"
 
 #include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
 
 void WorkspaceFixture::SetUp() {
-    if (!SimProcess::available()) {
-        GTEST_SKIP() << "built without the workspace simulator";
-    }
     TestEnvironment::freshSettings();
     scheduler = std::make_unique<base::VirtualScheduler>(virtualStart);
+    // The network manager tells of each answer before the reply's own caller resumes.
+    answers = QObject::connect(&base::network(), &QNetworkAccessManager::finished,
+                               [this](QNetworkReply* reply) { answeredPaths << reply->url().path(); });
     startSim();
 }
 
@@ -40,6 +43,7 @@ void WorkspaceFixture::TearDown() {
             spinFor(20);
         }
     }
+    QObject::disconnect(answers);
     scheduler.reset();
     sim.reset();
 }
@@ -64,6 +68,26 @@ int WorkspaceFixture::countOf(const QByteArray& method, const QString& path) con
         n += entry.toObject().value("method").toString().toUtf8() == method ? 1 : 0;
     }
     return n;
+}
+
+bool WorkspaceFixture::answered(const QString& path) {
+    const QString full = sim->basePath() + path;
+    return spinUntil([&] { return answeredPaths.contains(full); });
+}
+
+void WorkspaceFixture::refreshed(TimeTracker& tracker) {
+    bool changed = false;
+    const auto listener = tracker.onChange;
+    tracker.onChange = [&changed, listener] {
+        changed = true;
+        if (listener) {
+            listener();
+        }
+    };
+    tracker.refresh();
+    const bool came = spinUntil([&] { return changed; });
+    tracker.onChange = listener;
+    ASSERT_TRUE(came) << "the timer's state never came";
 }
 
 void WorkspaceFixture::fault(const QString& path, QJsonObject rule) const {

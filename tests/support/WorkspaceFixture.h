@@ -3,9 +3,12 @@
 #include "base/VirtualScheduler.h"
 #include "platform/fake/FakeServices.h"
 #include "support/SimProcess.h"
+#include "time/TimeTracker.h"
 
 #include <QCoro/QCoroTask>
 #include <QDateTime>
+#include <QMetaObject>
+#include <QStringList>
 
 #include <gtest/gtest.h>
 
@@ -27,6 +30,11 @@ protected:
     int countOf(const QByteArray& method, const QString& path) const;
     // Adds a fault rule for a path under the workspace.
     void fault(const QString& path, QJsonObject rule) const;
+    // Waits until the program has had the answer to a call of a path under the workspace; its
+    // caller has then been resumed. False when none came within the safety net.
+    bool answered(const QString& path);
+    // Refreshes the timer and waits until the tracker has taken in the workspace's answer.
+    void refreshed(TimeTracker& tracker = TimeTracker::shared());
 
     template <typename T> T await(QCoro::Task<T>&& task) { return QCoro::waitFor(std::move(task)); }
 
@@ -35,4 +43,8 @@ protected:
     std::unique_ptr<SimProcess> sim;
     platform::fake::FakeServices services;
     std::unique_ptr<base::VirtualScheduler> scheduler;
+
+private:
+    QStringList answeredPaths;
+    QMetaObject::Connection answers;
 };

@@ -104,7 +104,9 @@ TEST_F(CharacterSheetTest, CellGeometryAndHitMask) {
     });
     const auto sheet = CharacterSheet::named("dorn");
     ASSERT_NE(sheet, nullptr);
-    EXPECT_EQ(sheet->mask.size(), 32u * 24u);
+    EXPECT_EQ(sheet->atlas.format(), QImage::Format_Indexed8);
+    EXPECT_EQ(sheet->cellImage(5).pixel(4, 0), qPremultiply(qRgba(200, 40, 40, 17)))
+        << "a cell is drawn in the atlas's own colours";
 
     const QRectF first = sheet->unitRect(0);
     EXPECT_DOUBLE_EQ(first.x(), 0.0);

@@ -2,6 +2,7 @@
 
 #include <QBuffer>
 #include <QFont>
+#include <QHash>
 #include <QImageWriter>
 #include <QPainter>
 
@@ -131,6 +132,40 @@ QByteArray pngBytes(const QImage& image) {
     QImageWriter writer(&buffer, "png");
     writer.setQuality(0); // the strongest compression
     writer.write(img);
+    return bytes;
+}
+
+QByteArray indexedPngBytes(const QImage& image) {
+    const QImage argb = image.convertToFormat(QImage::Format_ARGB32);
+    QImage indexed(argb.size(), QImage::Format_Indexed8);
+    QList<QRgb> colours;
+    QHash<QRgb, int> indexOf;
+    for (int y = 0; y < argb.height(); ++y) {
+        const auto* in = reinterpret_cast<const QRgb*>(argb.constScanLine(y));
+        uchar* out = indexed.scanLine(y);
+        for (int x = 0; x < argb.width(); ++x) {
+            // Every clear pixel is the same clear colour.
+            const QRgb colour = qAlpha(in[x]) == 0 ? 0 : in[x];
+            auto at = indexOf.constFind(colour);
+            if (at == indexOf.constEnd()) {
+                if (colours.size() == 256) {
+                    return pngBytes(image);
+                }
+                at = indexOf.insert(colour, static_cast<int>(colours.size()));
+                colours.append(colour);
+            }
+            out[x] = static_cast<uchar>(*at);
+        }
+    }
+    indexed.setColorTable(colours);
+    indexed.setDotsPerMeterX(2835);
+    indexed.setDotsPerMeterY(2835);
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    QImageWriter writer(&buffer, "png");
+    writer.setQuality(0); // the strongest compression
+    writer.write(indexed);
     return bytes;
 }
 

@@ -36,6 +36,9 @@ CharacterPackage buildPackage(const Figure& figure);
 
 // PNG bytes with fixed settings, so the same image always gives the same file.
 QByteArray pngBytes(const QImage& image);
+// The atlas as a PNG of indexed colours (a palette with alpha), exact: pixel art has a few dozen
+// colours, and the program then decodes it straight into one byte a pixel.
+QByteArray indexedPngBytes(const QImage& image);
 
 // A review sheet: every animation as a labelled strip of its cells. Needs a QGuiApplication for
 // the lettering.

@@ -43,7 +43,7 @@ int writePackages(const QString& out) {
         const CharacterPackage pkg = buildPackage(*figure);
         const QString base = dir.filePath("Characters/" + pkg.id);
         ok = writeFile(base + "/character.json", pkg.json()) && ok;
-        ok = writeFile(base + "/atlas.png", pngBytes(pkg.atlas())) && ok;
+        ok = writeFile(base + "/atlas.png", indexedPngBytes(pkg.atlas())) && ok;
     }
     for (const SoundCue& cue : makeSoundCues()) {
         QString error;
