@@ -20,6 +20,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <poll.h>
@@ -84,6 +85,16 @@ int connectTo(const QString& path) {
 void sendRaw(int fd, const QByteArray& bytes) {
     [[maybe_unused]] const auto n =
         ::send(fd, bytes.constData(), static_cast<size_t>(bytes.size()), MSG_NOSIGNAL);
+}
+
+// A later launch's hand-over, served by this process's loop meanwhile as the instance would be.
+bool handOverServed(const QString& path, const QStringList& arguments) {
+    std::atomic<bool> done = false;
+    std::jthread launch([&] {
+        SingleInstance::handOver(path, arguments);
+        done = true;
+    });
+    return spinUntil([&] { return done.load(); });
 }
 
 // The real program's view of itself, by its process id.
@@ -188,7 +199,7 @@ TEST(SingleInstance, AHundredHandOversHostileOnesIncludedLeaveNoDescriptorOpen) 
     int received = 0;
     instance.onArguments = [&](const QStringList&) { ++received; };
     // One hand-over first, so that whatever the loop opens once for a socket is open already.
-    std::jthread(SingleInstance::handOver, path, QStringList{"mirkvantle://show"}).join();
+    ASSERT_TRUE(handOverServed(path, {"mirkvantle://show"}));
     ASSERT_TRUE(spinUntil([&] { return received == 1; }));
     const int before = openDescriptors();
 
@@ -197,9 +208,7 @@ TEST(SingleInstance, AHundredHandOversHostileOnesIncludedLeaveNoDescriptorOpen) 
     for (int i = 0; i < 100; ++i) {
         switch (i % 5) {
         case 0: // a well-behaved launch
-            std::jthread(SingleInstance::handOver, path,
-                         QStringList{"mirkvantle://say?text=" + QString::number(i)})
-                .join();
+            EXPECT_TRUE(handOverServed(path, {"mirkvantle://say?text=" + QString::number(i)}));
             ++expected;
             break;
         case 1: { // far too much, and then gone without waiting
