@@ -203,6 +203,10 @@ void ActivityRecorder::append(const ActivitySpan& span) {
             return;
         }
     }
+    // A log left readable to others, by an older version or by hand, is the user's alone again.
+    if (file.permissions() != privateFile) {
+        file.setPermissions(privateFile);
+    }
     const qint64 size = file.size();
     QByteArray line = ActivityLog::encode(span) + '\n';
     // A line cut short by a crash or a full disk gets its own end, so it costs only itself.

@@ -1,5 +1,7 @@
 #include "activity/ActivitySpan.h"
 
+#include <QHash>
+
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLocale>
@@ -90,6 +92,21 @@ std::optional<QDate> dayFromName(const QString& name) {
         return std::nullopt;
     }
     return day;
+}
+
+QList<ActivitySpan> oneNamePerApplication(QList<ActivitySpan> spans) {
+    QHash<QString, QString> names;
+    for (const ActivitySpan& span : std::as_const(spans)) {
+        if (span.bundleID) {
+            names.insert(*span.bundleID, span.app);
+        }
+    }
+    for (ActivitySpan& span : spans) {
+        if (span.bundleID) {
+            span.app = names.value(*span.bundleID);
+        }
+    }
+    return spans;
 }
 
 } // namespace ActivityLog

@@ -27,6 +27,9 @@ namespace ActivityLog {
 QByteArray encode(const ActivitySpan& span);
 // A line back as a span; none when it lacks `start`, `end` or `app` or doesn't parse.
 std::optional<ActivitySpan> decode(QByteArrayView line);
+// The spans with one name for each application, known by its window class or desktop entry:
+// that of its last span. A name shown in another language earlier that day joins the same row.
+QList<ActivitySpan> oneNamePerApplication(QList<ActivitySpan> spans);
 // "2026-11-18": the name of a day's files, by the local calendar.
 QString dayName(const QDate& day);
 // The day of a file name without its extension; none when it is no such name.

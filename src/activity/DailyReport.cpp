@@ -30,12 +30,17 @@ Relative relativeDay(const QDate& day) {
     return day == today.addDays(-1) ? Relative::yesterday : Relative::named;
 }
 
-// The weekday's name; in Estonian in the genitive ("esmaspäev" gives "esmaspäeva").
+// The weekday's name; in Estonian in lower case, as Estonian writes it, and in the genitive
+// ("esmaspäev" gives "esmaspäeva").
 QString weekday(const QDate& day) {
     const AppLanguage language = Language::current();
-    QString name = Language::locale(language).toString(day, QStringLiteral("dddd"));
-    if (language == AppLanguage::et && name.endsWith(QLatin1String("päev"))) {
-        name += QLatin1Char('a');
+    const QLocale locale = Language::locale(language);
+    QString name = locale.toString(day, QStringLiteral("dddd"));
+    if (language == AppLanguage::et) {
+        name = locale.toLower(name);
+        if (name.endsWith(u"päev")) {
+            name += QLatin1Char('a');
+        }
     }
     return name;
 }
@@ -163,11 +168,7 @@ QString ReportError::localizedDescription() const {
 
 namespace {
 
-std::optional<Digest> digestOf(const QDate& day, const std::optional<ActivitySpan>& open) {
-    QList<ActivitySpan> spans = ActivityRecorder::loggedSpans(day);
-    if (open) {
-        spans.append(*open);
-    }
+std::optional<Digest> digestOf(const QDate& day, const QList<ActivitySpan>& spans) {
     return Digest::make(day, spans);
 }
 
@@ -176,9 +177,10 @@ std::optional<Digest> digestOf(const QDate& day, const std::optional<ActivitySpa
 QCoro::Task<ReportResult> generate(QDate day) {
     // Futures named, no closures inside a co_await: GCC 12 freed such a closure's copy of the
     // spans twice.
-    // Only the open span is taken here; the log is read with the digest, off the main thread.
+    // The log and the open span are read together here, on the main thread, where a span is
+    // closed into the log: read apart, a span closed in between would count twice.
     const QFuture<std::optional<Digest>> digesting =
-        QtConcurrent::run(&digestOf, day, ActivityRecorder::shared().openSpan(day));
+        QtConcurrent::run(&digestOf, day, ActivityRecorder::shared().spans(day));
     const std::optional<Digest> digest = co_await digesting;
     if (!digest) {
         co_return ReportError{ReportError::Kind::noActivity, {}, {}};

@@ -138,7 +138,8 @@ void appendHourLines(QStringList& lines, const std::array<Totals, 24>& hours) {
 } // namespace
 
 std::optional<Digest> Digest::make(const QDate& day, const QList<ActivitySpan>& spans) {
-    const std::vector<Timed> kept = timed(spans);
+    const QList<ActivitySpan> named = ActivityLog::oneNamePerApplication(spans);
+    const std::vector<Timed> kept = timed(named);
     if (kept.empty()) {
         return std::nullopt;
     }

@@ -1,9 +1,12 @@
 #include "app/Settings.h"
 
 #include "app/AppIdentity.h"
+#include "base/Files.h"
 #include "base/Network.h"
 #include "base/Text.h"
 
+#include <QFile>
+#include <QFileInfo>
 #include <QMutex>
 #include <QMutexLocker>
 #include <QSettings>
@@ -24,11 +27,22 @@ Store& store() {
     return *instance;
 }
 
+// The file holds workspace addresses and thread memory: it is the user's alone, 0600 in a 0700
+// folder, made so before the first write, since every later write keeps the file's modes.
+void makePrivate(const QString& path) {
+    base::makePrivateFolder(QFileInfo(path).path());
+    QFile file(path);
+    if (file.open(QIODevice::ReadWrite, QFileDevice::ReadOwner | QFileDevice::WriteOwner)) {
+        file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+    }
+}
+
 QSettings& settingsLocked(Store& s) {
     if (!s.settings) {
         s.settings =
             std::make_unique<QSettings>(QSettings::IniFormat, QSettings::UserScope,
                                         QLatin1String(AppIdentity::name), QLatin1String(AppIdentity::name));
+        makePrivate(s.settings->fileName());
     }
     return *s.settings;
 }
@@ -300,6 +314,7 @@ QString fileName() {
 void useFile(const QString& path) {
     auto& s = store();
     QMutexLocker lock(&s.mutex);
+    makePrivate(path);
     s.settings = std::make_unique<QSettings>(path, QSettings::IniFormat);
     s.defaults.clear();
 }

@@ -1,8 +1,10 @@
 #include "app/AppDelegate.h"
 #include "app/AppIdentity.h"
+#include "app/ProcessPrivacy.h"
 #include "app/SingleInstance.h"
 #include "app/TerminationSignal.h"
 #include "platform/Services.h"
+#include "workspace/VantleClient.h"
 
 #include <QApplication>
 #include <QTimer>
@@ -25,12 +27,14 @@ QList<QUrl> links(const QStringList& arguments) {
 } // namespace
 
 int main(int argc, char** argv) {
+    // Before anything else: a link's key leaves the command line, the environment's key leaves
+    // the environment, and no crash writes either to disk.
+    ProcessPrivacy::forbidCoreDumps();
+    const QStringList arguments = ProcessPrivacy::takeArguments(argc, argv);
+    VantleClient::takeKeyFromEnvironment();
+
     // A second launch hands its links to the first and leaves before it opens a display.
     const QString socketPath = SingleInstance::defaultSocketPath();
-    QStringList arguments;
-    for (int i = 1; i < argc; ++i) {
-        arguments << QString::fromLocal8Bit(argv[i]);
-    }
     // Started again without a link, the running copy shows its figure.
     const QStringList handed = arguments.isEmpty() ? QStringList{QStringLiteral("--show")} : arguments;
     if (SingleInstance::handOver(socketPath, handed)) {

@@ -4,6 +4,11 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <cerrno>
+#include <cstdlib>
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace base {
 
 bool makePrivateFolder(const QString& path) {
@@ -23,6 +28,28 @@ bool makePrivateFolder(const QString& path) {
         }
     }
     return QFileInfo(clean).isDir() && QFile::setPermissions(clean, ownerOnly);
+}
+
+bool isOwnFolder(const QString& path) {
+    struct stat info {};
+    return ::lstat(QFile::encodeName(path).constData(), &info) == 0 && S_ISDIR(info.st_mode) &&
+           info.st_uid == ::getuid() && (info.st_mode & 07777) == 0700;
+}
+
+bool makeOwnFolder(const QString& path) {
+    const QByteArray name = QFile::encodeName(path);
+    if (::mkdir(name.constData(), 0700) != 0 && errno != EEXIST) {
+        return false;
+    }
+    return isOwnFolder(path);
+}
+
+std::optional<QString> makeFreshFolder(const QString& prefix) {
+    QByteArray name = QFile::encodeName(prefix) + "XXXXXX";
+    if (!::mkdtemp(name.data())) {
+        return std::nullopt;
+    }
+    return QFile::decodeName(name);
 }
 
 } // namespace base

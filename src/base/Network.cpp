@@ -1,6 +1,5 @@
 #include "base/Network.h"
 
-#include <QHostAddress>
 #include <QNetworkAccessManager>
 
 #include <memory>
@@ -14,10 +13,6 @@ QNetworkAccessManager& network() {
         return m;
     }();
     return *manager;
-}
-
-QUrl appended(const QUrl& base, const QString& path) {
-    return QUrl(QString::fromLatin1(base.toEncoded()) + path, QUrl::StrictMode);
 }
 
 namespace {
@@ -106,11 +101,6 @@ void ReplyAwaiter::await_suspend(std::coroutine_handle<> handle) {
         }
         wake = Scheduler::current().after(0, [handle] { handle.resume(); });
     });
-}
-
-bool isThisComputer(const QString& host) {
-    return host.compare(QLatin1String("localhost"), Qt::CaseInsensitive) == 0 ||
-           QHostAddress(host).isLoopback();
 }
 
 } // namespace base

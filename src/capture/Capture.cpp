@@ -7,6 +7,7 @@
 #include <QBuffer>
 #include <QCoreApplication>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QImage>
 #include <QMimeData>
@@ -15,8 +16,6 @@
 #include <QTimer>
 #include <QUrl>
 #include <QUuid>
-
-#include <algorithm>
 
 namespace Capture {
 namespace {
@@ -72,12 +71,31 @@ namespace {
 
 const QString rfc822 = QStringLiteral("message/rfc822");
 
+// Where captures go: a folder of ours in the user's runtime folder, which no one else can enter;
+// without one, or when what lies there isn't ours alone, a folder made fresh for this run under
+// the shared temporary directory, whose name nobody can take first.
+std::optional<QString> captureRoot() {
+    const QByteArray runtime = qgetenv("XDG_RUNTIME_DIR");
+    if (!runtime.isEmpty()) {
+        const QString root = QFile::decodeName(runtime) + QStringLiteral("/Mirk Vantle Agents Capture");
+        if (base::makeOwnFolder(root)) {
+            return root;
+        }
+    }
+    static const std::optional<QString> fresh =
+        base::makeFreshFolder(QDir::tempPath() + QStringLiteral("/mirkvantle-capture-"));
+    return fresh && base::isOwnFolder(*fresh) ? fresh : std::nullopt;
+}
+
 // A fresh folder of its own for one capture, readable by the user alone; none when it can't be
 // made.
 std::optional<QString> newFolder() {
-    const QString root = QDir::tempPath() + QStringLiteral("/Mirk Vantle Agents Capture");
+    const auto root = captureRoot();
+    if (!root) {
+        return std::nullopt;
+    }
     const QString folder =
-        root + QLatin1Char('/') + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+        *root + QLatin1Char('/') + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
     if (!base::makePrivateFolder(folder)) {
         return std::nullopt;
     }
@@ -164,16 +182,6 @@ std::optional<QString> writeContents(const QMimeData& data, const std::optional<
                  text.toUtf8());
 }
 
-QString csvCell(const QString& cell) {
-    if (!cell.contains(QLatin1Char(',')) && !cell.contains(QLatin1Char('"')) &&
-        !cell.contains(QLatin1Char('\n')) && !cell.contains(QLatin1Char(';'))) {
-        return cell;
-    }
-    QString quoted = cell;
-    quoted.replace(QLatin1Char('"'), QStringLiteral("\"\""));
-    return QLatin1Char('"') + quoted + QLatin1Char('"');
-}
-
 } // namespace
 
 void Captured::add(const QStringList& paths) {
@@ -187,12 +195,15 @@ void read(const QMimeData* data, const std::optional<QString>& app,
     Captured captured;
     if (data) {
         QStringList paths;
-        for (const auto& url : data->urls()) {
+        const auto urls = data->urls();
+        for (const auto& url : urls) {
             if (url.isLocalFile()) {
                 paths << url.toLocalFile();
             }
         }
-        if (!paths.isEmpty() && kind(data) == Kind::files) {
+        // Only file locations are files whatever else comes with them; a browser's link is text.
+        const bool onlyFiles = !paths.isEmpty() && paths.size() == urls.size();
+        if (!paths.isEmpty() && (onlyFiles || kind(data) == Kind::files)) {
             captured.add(paths);
         } else if (const auto written = writeContents(*data, app)) {
             // A written message is an email by its ending; anything else written is a document.
@@ -204,44 +215,6 @@ void read(const QMimeData* data, const std::optional<QString>& app,
         }
     }
     QTimer::singleShot(0, qApp, [completion = std::move(completion), captured] { completion(captured); });
-}
-
-std::optional<QString> csv(const QString& tabSeparated) {
-    QString text = tabSeparated;
-    text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
-    text.replace(QLatin1Char('\r'), QLatin1Char('\n'));
-    QStringList lines = text.split(QLatin1Char('\n'));
-    if (!lines.isEmpty() && lines.last().isEmpty()) {
-        lines.removeLast();
-    }
-    if (lines.isEmpty()) {
-        return std::nullopt;
-    }
-    QList<QStringList> rows;
-    qsizetype columns = 0;
-    for (const auto& line : lines) {
-        rows << line.split(QLatin1Char('\t'));
-        columns = std::max(columns, rows.last().size());
-    }
-    if (columns < 2) {
-        return std::nullopt;
-    }
-    if (rows.size() > 1) {
-        const auto full = std::count_if(rows.begin(), rows.end(),
-                                        [columns](const QStringList& row) { return row.size() == columns; });
-        if (static_cast<double>(full) / static_cast<double>(rows.size()) < 0.6) {
-            return std::nullopt;
-        }
-    }
-    QString out;
-    for (const auto& row : rows) {
-        QStringList cells;
-        for (const auto& cell : row) {
-            cells << csvCell(cell);
-        }
-        out += cells.join(QLatin1Char(',')) + QLatin1Char('\n');
-    }
-    return out;
 }
 
 QString fileName(const QString& source, const QString& words, const QDateTime& at, const QString& ending) {

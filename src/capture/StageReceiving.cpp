@@ -67,8 +67,9 @@ QString progress(int done, int total) {
 
 // One item of a drop, or of a folder in it.
 void take(const QFileInfo& info, StageViewController::Picked& picked) {
-    if (!info.isFile()) {
-        return; // gone, a device, a socket: passed over without a word
+    // A link may point anywhere, a folder of keys included: only the regular file itself counts.
+    if (info.isSymLink() || !info.isFile()) {
+        return; // gone, a link, a device, a socket: passed over without a word
     }
     if (!uploadable().contains(info.suffix().toLower()) || info.size() > StageViewController::largestFile) {
         picked.skipped << info.fileName();
@@ -87,13 +88,14 @@ StageViewController::Picked StageViewController::collect(const QStringList& path
     Picked picked;
     for (const auto& path : paths) {
         const QFileInfo info(path);
-        if (!info.isDir()) {
+        if (info.isSymLink() || !info.isDir()) {
             take(info, picked);
             continue;
         }
-        // Sub-folders to any depth, in a stable order; hidden entries and links to folders are not walked.
+        // Sub-folders to any depth, in a stable order; hidden entries and links are not taken.
         QStringList entries;
-        QDirIterator walk(path, QDir::Files | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
+        QDirIterator walk(path, QDir::Files | QDir::NoDotAndDotDot | QDir::NoSymLinks,
+                          QDirIterator::Subdirectories);
         while (walk.hasNext()) {
             entries << walk.next();
         }
@@ -227,9 +229,10 @@ void StageViewController::finishReceiving(const Received& received, const Picked
     const auto n = received.documents.size();
     if (n > 0) {
         const QString folder = received.documents.first().folder;
-        lines << base::pick(n == 1 ? QStringLiteral("Saved 1 file in Vantle → %1.").arg(folder)
-                                   : QStringLiteral("Saved %1 files in Vantle → %2.").arg(n).arg(folder),
-                            QStringLiteral("Salvestasin %1 faili Vantlesse → %2.").arg(n).arg(folder));
+        lines << base::pick(
+            n == 1 ? QStringLiteral("Saved 1 file in Vantle → %1.").arg(folder)
+                   : QStringLiteral("Saved %1 files in Vantle → %2.").arg(QString::number(n), folder),
+            QStringLiteral("Salvestasin %1 faili Vantlesse → %2.").arg(QString::number(n), folder));
     }
     const auto arrived = n + received.emails.size();
     if (arrived > 0) {
@@ -252,14 +255,13 @@ void StageViewController::finishReceiving(const Received& received, const Picked
                 base::pick(QStringLiteral(" and %1 more").arg(more), QStringLiteral(" ja veel %1").arg(more));
         }
         lines << base::pick(
+            // In one pass: a name holding "%2" stays as it is.
             QStringLiteral("Left out %1: Vantle takes emails, PDFs, images, Word, Excel, PowerPoint, "
                            "text and CSV up to 100 MB, %2 at a time.")
-                .arg(names)
-                .arg(batchLimit),
+                .arg(names, QString::number(batchLimit)),
             QStringLiteral("Jätsin välja %1: Vantle võtab kirju, PDF-e, pilte, Wordi, Exceli, "
                            "PowerPointi, teksti ja CSV-d kuni 100 MB, korraga %2.")
-                .arg(names)
-                .arg(batchLimit));
+                .arg(names, QString::number(batchLimit)));
     }
     const bool nothing = arrived == 0;
     BalloonPanel& panel = makeBalloon(!nothing);

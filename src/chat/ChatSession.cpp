@@ -22,6 +22,11 @@ QString newTurnId() {
 
 ChatSession::ChatSession(QObject* parent) : QObject(parent) {}
 
+ChatSession::Extracted ChatSession::extractLinks(const QString& raw, bool isPartial) {
+    // The workspace address is read once for all links of the answer.
+    return extractLinks(raw, isPartial, Settings::vantleURL());
+}
+
 ChatSession::~ChatSession() {
     cancel();
 }

@@ -11,6 +11,7 @@
 #include <QObject>
 #include <QString>
 #include <QStringList>
+#include <QUrl>
 
 #include <functional>
 #include <optional>
@@ -44,6 +45,8 @@ public:
     };
     // isPartial: the answer is still being written, so unfinished links and addresses are hidden.
     static Extracted extractLinks(const QString& raw, bool isPartial);
+    // The same against a workspace address already read.
+    static Extracted extractLinks(const QString& raw, bool isPartial, const std::optional<QUrl>& workspace);
 
     // A thread younger than this is taken up again when the chat opens.
     static constexpr double threadLifetime = 14400;

@@ -1,6 +1,5 @@
 #include "chat/ChatSession.h"
 
-#include "app/Settings.h"
 #include "workspace/VantleClient.h"
 
 #include <QRegularExpression>
@@ -8,13 +7,15 @@
 
 namespace {
 
-// Built once: they run over the whole answer at every streamed piece. A link ends at any Unicode
-// space, no-break ones included; by default \s would stand for the ASCII ones only.
+// Built once: they run over the whole answer at every streamed piece, so each tries a place in
+// the text in bounded time, whatever the answer holds: no part of a link runs over a bracket, so
+// a failed try ends at the next one. A link ends at any Unicode space, no-break ones included;
+// by default \s would stand for the ASCII ones only.
 constexpr auto unicodeSpaces = QRegularExpression::UseUnicodePropertiesOption;
 
 const QRegularExpression& markdownLink() {
-    static const QRegularExpression expression(QStringLiteral(R"(\[([^\]]*)\]\(((?:https?://|/)[^)\s]+)\))"),
-                                               unicodeSpaces);
+    static const QRegularExpression expression(
+        QStringLiteral(R"(\[([^\[\]]*)\]\(((?:https?://|/)[^)\[\]\s]+)\))"), unicodeSpaces);
     return expression;
 }
 
@@ -34,7 +35,8 @@ const std::array<Cleaning, 5>& cleanings() {
         {QRegularExpression(QStringLiteral("^#{1,6} +"), QRegularExpression::MultilineOption), QString()},
         {QRegularExpression(QStringLiteral("^[*-] +"), QRegularExpression::MultilineOption),
          QStringLiteral("• ")},
-        {QRegularExpression(QStringLiteral(" +([.,;:!?])")), QStringLiteral("\\1")},
+        // From the first blank of a run only, so that a long run is walked once.
+        {QRegularExpression(QStringLiteral("(?<! ) +([.,;:!?])")), QStringLiteral("\\1")},
         {QRegularExpression(QStringLiteral("  +")), QStringLiteral(" ")},
         {QRegularExpression(QStringLiteral("\n{3,}")), QStringLiteral("\n\n")},
     }};
@@ -69,7 +71,8 @@ QString rebuilt(const QString& text, const QList<QRegularExpressionMatch>& match
 
 } // namespace
 
-ChatSession::Extracted ChatSession::extractLinks(const QString& raw, bool isPartial) {
+ChatSession::Extracted ChatSession::extractLinks(const QString& raw, bool isPartial,
+                                                 const std::optional<QUrl>& workspace) {
     QString text = raw;
 
     if (isPartial) {
@@ -79,9 +82,6 @@ ChatSession::Extracted ChatSession::extractLinks(const QString& raw, bool isPart
             text.truncate(open);
         }
     }
-
-    // The workspace address is read once for all links of the answer.
-    const auto workspace = Settings::vantleURL();
 
     // Links are collected from the last match to the first, so that a repeated link keeps the
     // title and place of its last occurrence; the text is rebuilt in one pass.

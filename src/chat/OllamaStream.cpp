@@ -1,5 +1,5 @@
-#include "base/Json.h"
 #include "base/Network.h"
+#include "chat/OllamaLineReader.h"
 #include "chat/OllamaWire.h"
 
 #include <QNetworkAccessManager>
@@ -11,22 +11,6 @@ namespace {
 
 using Listener = std::function<void(const QString&)>;
 
-// Bounds on what a streamed answer may hold in memory: one line not yet ended, and the text put
-// together from the lines (in UTF-16 units, 8 MiB).
-constexpr qsizetype lineLimit = 1024 * 1024;
-constexpr qsizetype textLimit = 4 * 1024 * 1024;
-
-// What the stream has come to so far. Shared by the reply's handler and the waiting task.
-struct StreamState {
-    QByteArray pending;   // the line being received
-    QByteArray errorBody; // the body of a refusal, read to its end
-    QString text;
-    std::optional<QString> failure; // the server's `error` line
-    bool done = false;
-    bool overflowed = false;
-    bool stopped() const { return done || failure || overflowed; }
-};
-
 int statusOf(const QNetworkReply* reply) {
     return reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
 }
@@ -35,45 +19,9 @@ bool isSuccess(int status) {
     return status >= 200 && status <= 299;
 }
 
-// One line of the stream. A line that isn't a JSON object says nothing.
-void takeLine(StreamState& state, const QByteArray& line, const Listener& onText) {
-    const auto object = base::json::parseObject(line);
-    if (!object) {
-        return;
-    }
-    if (const auto error = base::json::string(*object, QStringLiteral("error"))) {
-        state.failure = *error;
-        return;
-    }
-    const auto message = base::json::object(*object, QStringLiteral("message"));
-    const auto content = message ? base::json::string(*message, QStringLiteral("content")) : std::nullopt;
-    if (content && !content->isEmpty()) {
-        state.text += *content;
-        if (state.text.size() > textLimit) {
-            state.overflowed = true;
-            return;
-        }
-        onText(state.text);
-    }
-    state.done = base::json::boolean(*object, QStringLiteral("done")) == true;
-}
-
-// Takes the lines that the bytes complete; the rest waits for its line end.
-void feed(StreamState& state, const QByteArray& bytes, const Listener& onText, const base::Cancel& cancel) {
-    state.pending += bytes;
-    qsizetype start = 0;
-    for (qsizetype end = state.pending.indexOf('\n'); end >= 0 && !state.stopped() && !cancel.isCancelled();
-         end = state.pending.indexOf('\n', start)) {
-        takeLine(state, state.pending.mid(start, end - start), onText);
-        start = end + 1;
-    }
-    state.pending.remove(0, start);
-    state.overflowed = state.overflowed || state.pending.size() > lineLimit;
-}
-
 // How a stream that has finished came out. A time-out ends the transfer as cancelled in Qt's
 // words; the caller's own cancel was handled before this.
-Result<QString> outcome(const QNetworkReply* reply, StreamState& state, const Listener& onText,
+Result<QString> outcome(const QNetworkReply* reply, OllamaLineReader& state, const Listener& onText,
                         const QUrl& server) {
     const auto error = reply->error() == QNetworkReply::OperationCanceledError ? QNetworkReply::TimeoutError
                                                                                : reply->error();
@@ -89,7 +37,7 @@ Result<QString> outcome(const QNetworkReply* reply, StreamState& state, const Li
             return failureOf(error, true, server);
         }
         // The stream may end without a line break after its last line.
-        takeLine(state, state.pending, onText);
+        state.takeLine(state.pending, onText);
     }
     if (state.overflowed) {
         return badResponse();
@@ -110,7 +58,7 @@ QCoro::Task<Result<QString>> streamed(QNetworkRequest request, QByteArray body, 
     std::unique_ptr<QNetworkReply, void (*)(QNetworkReply*)> reply(
         base::network().sendCustomRequest(request, "POST", body), [](QNetworkReply* r) { r->deleteLater(); });
     QNetworkReply* raw = reply.get();
-    auto state = std::make_shared<StreamState>();
+    auto state = std::make_shared<OllamaLineReader>();
     // Lines are taken as the bytes come, so onText hears each piece while the answer goes on.
     QObject::connect(raw, &QNetworkReply::readyRead, raw, [raw, state, onText, cancel] {
         const QByteArray bytes = raw->readAll();
@@ -118,10 +66,10 @@ QCoro::Task<Result<QString>> streamed(QNetworkRequest request, QByteArray body, 
             return;
         }
         if (isSuccess(statusOf(raw))) {
-            feed(*state, bytes, onText, cancel);
+            state->feed(bytes, onText, [&cancel] { return cancel.isCancelled(); });
         } else {
             state->errorBody += bytes;
-            state->overflowed = state->errorBody.size() > lineLimit;
+            state->overflowed = state->errorBody.size() > OllamaLineReader::lineLimit;
         }
         // Whatever follows a last line, an error or too much text is not worth receiving.
         if (state->stopped() && !raw->isFinished()) {

@@ -10,38 +10,38 @@
 namespace platform {
 namespace {
 
-// Types that a desktop hands to an interpreter, a loader or an installer rather than a viewer.
-bool isRunnable(const QMimeType& type) {
-    static const char* const runnable[] = {
-        "application/x-executable",
-        "application/x-pie-executable",
-        "application/x-sharedlib",
-        "application/x-shellscript",
-        "application/x-desktop",
-        "application/x-ms-dos-executable",
-        "application/x-msdownload",
-        "application/x-msi",
-        "application/x-ms-shortcut",
-        "application/x-mswinurl",
-        "application/x-bat",
-        "application/vnd.appimage",
-        "application/x-iso9660-appimage",
-        "application/x-java-archive",
-        "application/x-java-jnlp-file",
-        "application/vnd.flatpak",
-        "application/vnd.flatpak.ref",
-        "application/vnd.flatpak.repo",
-        "application/vnd.debian.binary-package",
-        "application/x-rpm",
-        "application/x-perl",
-        "text/x-python",
-        "text/x-python3",
-        "application/x-ruby",
-        "application/x-csh",
-        "application/x-desktop-shortcut",
+// The kinds of document a viewer shows. Anything else a desktop may hand to an interpreter, a
+// loader, an installer or a browser that runs the page's scripts.
+bool isDocument(const QMimeType& type) {
+    static const char* const exact[] = {
+        "application/pdf",
+        "text/plain",
+        "text/csv",
+        "text/tab-separated-values",
+        "text/markdown",
+        "application/rtf",
+        "message/rfc822",
+        "application/epub+zip",
+        "application/msword",
+        "application/vnd.ms-excel",
+        "application/vnd.ms-powerpoint",
     };
-    return std::any_of(std::begin(runnable), std::end(runnable),
-                       [&type](const char* name) { return type.inherits(QLatin1String(name)); });
+    static const char* const families[] = {
+        "application/vnd.oasis.opendocument.",
+        "application/vnd.openxmlformats-officedocument.",
+        "image/",
+        "audio/",
+        "video/",
+    };
+    const QString name = type.name();
+    // Pictures that hold scripts are pages, not pictures.
+    if (name == QLatin1String("image/svg+xml") || name == QLatin1String("image/svg+xml-compressed")) {
+        return false;
+    }
+    return std::any_of(std::begin(exact), std::end(exact),
+                       [&name](const char* kind) { return name == QLatin1String(kind); }) ||
+           std::any_of(std::begin(families), std::end(families),
+                       [&name](const char* kind) { return name.startsWith(QLatin1String(kind)); });
 }
 
 LinkAction fileAction(const QUrl& url) {
@@ -58,19 +58,21 @@ LinkAction fileAction(const QUrl& url) {
         return LinkAction::reveal;
     }
     if (!info.exists()) {
-        return LinkAction::open;
+        return LinkAction::nothing;
     }
     // Folders, executables and special files (a pipe would block whoever opens it).
     if (info.isDir() || !info.isFile() || info.isExecutable()) {
         return LinkAction::reveal;
     }
-    // Judged by name and by content, since a script may wear a document's name.
+    // Judged by name and by content, since a script may wear a document's name. Content too
+    // plain to say more (a zip for an office file, text for CSV) is what the name's kind is made of.
     const QMimeDatabase types;
-    if (isRunnable(types.mimeTypeForFile(info)) ||
-        isRunnable(types.mimeTypeForFile(info, QMimeDatabase::MatchContent))) {
-        return LinkAction::reveal;
-    }
-    return LinkAction::open;
+    const QMimeType byName = types.mimeTypeForFile(info, QMimeDatabase::MatchExtension);
+    const QMimeType byContent = types.mimeTypeForFile(info, QMimeDatabase::MatchContent);
+    const bool contentFits = isDocument(byContent) || byContent.isDefault() ||
+                             byContent.name() == QLatin1String("application/x-zerosize") ||
+                             byName.inherits(byContent.name());
+    return isDocument(byName) && contentFits ? LinkAction::open : LinkAction::reveal;
 }
 
 } // namespace

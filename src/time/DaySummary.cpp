@@ -31,7 +31,7 @@ DaySummary DaySummary::of(const QDate& day) {
 DaySummary DaySummary::of(const QList<ActivitySpan>& spans) {
     QHash<QString, double> totals;
     QHash<QString, QHash<QString, double>> titleTotals;
-    for (const auto& span : spans) {
+    for (const auto& span : ActivityLog::oneNamePerApplication(spans)) {
         const double seconds = static_cast<double>(span.start.msecsTo(span.end)) / 1000.0;
         if (!(seconds > 0)) {
             continue;

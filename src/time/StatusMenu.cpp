@@ -69,6 +69,8 @@ void StatusMenu::showTimer() {
 
 void StatusMenu::menuNeedsUpdate() {
     menu.clear();
+    // The submenus are the menu's children rather than actions it owns, so clear() leaves them.
+    qDeleteAll(menu.findChildren<QMenu*>(QString(), Qt::FindDirectChildrenOnly));
     // Seen at the next opening or the next redraw; this one shows what is known now.
     timer.refresh();
     addRows(menu, Rows::all);

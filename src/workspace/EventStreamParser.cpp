@@ -1,5 +1,6 @@
 #include "workspace/EventStreamParser.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace {
@@ -37,14 +38,19 @@ void EventStreamParser::append(QByteArrayView segment) {
     if (lineTooLong || segment.isEmpty()) {
         return;
     }
-    if (line.size() + segment.size() > limit) {
+    // Carriage returns are dropped, so they take no room: the limit falls alike wherever the
+    // bytes were split.
+    const bool returns = std::memchr(segment.data(), '\r', static_cast<std::size_t>(segment.size()));
+    const qsizetype kept =
+        returns ? segment.size() - std::count(segment.begin(), segment.end(), '\r') : segment.size();
+    if (line.size() + kept > limit) {
         lineTooLong = true;
         overflow = true;
         line.clear();
         line.squeeze();
         return;
     }
-    if (!std::memchr(segment.data(), '\r', static_cast<std::size_t>(segment.size()))) {
+    if (!returns) {
         line.append(segment);
         return;
     }

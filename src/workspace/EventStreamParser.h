@@ -11,8 +11,11 @@
 // are joined with line feeds, an empty line ends the event; anything else is ignored.
 class EventStreamParser {
 public:
-    // A line or an event larger than this is dropped whole, so a broken server cannot fill memory.
-    static constexpr qsizetype limit = 16 * 1024 * 1024;
+    // A line or an event larger than the limit is dropped whole, so a broken server cannot fill
+    // memory. The stream's is this; a smaller one lets a test or a fuzzer reach it.
+    static constexpr qsizetype streamLimit = 16 * 1024 * 1024;
+
+    explicit EventStreamParser(qsizetype limit = streamLimit) : limit(limit) {}
 
     std::function<void(const QString& event, const QString& data)> onEvent;
 
@@ -26,6 +29,8 @@ public:
 private:
     void append(QByteArrayView segment);
     void endLine();
+
+    qsizetype limit;
 
     QByteArray line;
     bool lineTooLong = false;

@@ -2,13 +2,15 @@
 
 #include "app/AppDelegate.h"
 #include "base/Clock.h"
-#include "base/Text.h"
 #include "character/CharacterPlayer.h"
+#include "stage/BalloonPanel.h"
+#include "stage/BalloonView.h"
 #include "stage/StageViewController.h"
+#include "workspace/LinkGrammar.h"
 #include "workspace/VantleClient.h"
 
 #include <QGuiApplication>
-#include <QHash>
+#include <QLineEdit>
 #include <QScreen>
 
 #include <algorithm>
@@ -17,7 +19,7 @@
 namespace LinkCommands {
 namespace {
 
-using Parameters = QHash<QString, QString>;
+using LinkGrammar::Parameters;
 
 constexpr double defaultNoticeSeconds = 10;
 // Beyond the reach of a timer; a notice meant to last that long stays until it is closed.
@@ -26,46 +28,6 @@ constexpr double longestNoticeSeconds = 24 * 3600;
 constexpr double farthest = 1e6;
 // What of an unknown command the log takes: enough to recognise it, never a whole link.
 constexpr qsizetype loggedLength = 80;
-// More than any balloon can show or a person would send; a text that long takes the balloon
-// ages to lay out.
-constexpr qsizetype longestValue = 10000;
-
-// The host, else the path without its slashes: "mirkvantle://say" and "mirkvantle:say" alike.
-QString commandOf(const QUrl& url) {
-    QString command = url.host();
-    if (command.isEmpty()) {
-        command = url.path();
-        while (command.startsWith(QLatin1Char('/'))) {
-            command.remove(0, 1);
-        }
-        while (command.endsWith(QLatin1Char('/'))) {
-            command.chop(1);
-        }
-    }
-    return command.toLower();
-}
-
-// The query items, percent-decoded; the last of a repeated key wins. Escapes that aren't UTF-8
-// or an over-long item make the whole query unreadable, and an unreadable query has no
-// parameters.
-Parameters parametersOf(const QUrl& url) {
-    Parameters out;
-    if (!url.hasQuery()) {
-        return out;
-    }
-    for (const QByteArray& item : url.query(QUrl::FullyEncoded).toLatin1().split('&')) {
-        const qsizetype equals = item.indexOf('=');
-        const auto key =
-            base::strictUtf8(QByteArray::fromPercentEncoding(equals < 0 ? item : item.left(equals)));
-        const auto value = base::strictUtf8(
-            equals < 0 ? QByteArray() : QByteArray::fromPercentEncoding(item.mid(equals + 1)));
-        if (!key || !value || key->size() > longestValue || value->size() > longestValue) {
-            return {};
-        }
-        out.insert(*key, *value);
-    }
-    return out;
-}
 
 std::optional<QString> valueOf(const Parameters& parameters, const QString& key) {
     const auto found = parameters.constFind(key);
@@ -119,9 +81,10 @@ void ask(StageViewController& stage, const Parameters& parameters) {
     if (!question || question->isEmpty()) {
         return;
     }
-    stage.openChat(false);
-    if (VantleClient::isConfigured()) {
-        stage.send(*question, std::nullopt);
+    // Nothing from outside speaks for the user: the question waits in the field for Return.
+    stage.openChat(true);
+    if (VantleClient::isConfigured() && stage.balloonPanel && stage.balloonPanel->balloon().isInputShown()) {
+        stage.balloonPanel->balloon().input()->setText(*question);
     }
 }
 
@@ -201,8 +164,8 @@ void run(const QUrl& url, AppDelegate& app) {
     if (url.scheme().compare(QLatin1String("mirkvantle"), Qt::CaseInsensitive) != 0 || !app.stage) {
         return;
     }
-    const QString command = commandOf(url);
-    if (!runCommand(command, parametersOf(url), app)) {
+    const QString command = LinkGrammar::command(url);
+    if (!runCommand(command, LinkGrammar::parameters(url), app)) {
         qInfo().noquote() << QStringLiteral("Unknown mirkvantle:// command: ") + printable(command);
     }
 }

@@ -33,17 +33,22 @@ bool isAllowed(const QString& address) {
            (lower.startsWith(QLatin1String("http://")) && base::isThisComputer(url.host()));
 }
 
-// The user's yes, with the address the program is going to talk to in plain sight.
-bool userAgrees(const QString& shown) {
+// The user's yes, with the address the program is going to talk to and the account it is going
+// to act as in plain sight. "Cancel" is the default: a Return pressed in haste agrees to nothing.
+bool userAgrees(const QString& shown, const VantleClient::Identity& account) {
     QMessageBox box;
     box.setWindowTitle(QLatin1String(AppIdentity::name));
     box.setText(base::pick(QStringLiteral("Connect to Vantle?"), QStringLiteral("Kas ühendada Vantlega?")));
+    const QString who = account.name == account.email
+                            ? account.email
+                            : account.name + QStringLiteral(" (") + account.email + QLatin1Char(')');
     box.setInformativeText(base::pick(
         QStringLiteral("Mirk Vantle Agents will chat and show notifications as you in the workspace at ") +
-            shown + QStringLiteral("."),
+            shown + QStringLiteral(".\n\nAccount: ") + who,
         QStringLiteral("Mirk Vantle Agents vestleb ja näitab teavitusi sinu nimel tööruumis ") + shown +
-            QStringLiteral(".")));
-    // The address comes from the link: none of it may read as markup or become a live link.
+            QStringLiteral(".\n\nKonto: ") + who));
+    // The address and the account come from outside: none of it may read as markup or become a
+    // live link.
     for (auto* label : box.findChildren<QLabel*>()) {
         label->setTextFormat(Qt::PlainText);
         label->setOpenExternalLinks(false);
@@ -52,36 +57,97 @@ bool userAgrees(const QString& shown) {
                                  QMessageBox::AcceptRole);
     auto* cancel = box.addButton(base::pick(QStringLiteral("Cancel"), QStringLiteral("Tühista")),
                                  QMessageBox::RejectRole);
-    box.setDefaultButton(accept);
+    box.setDefaultButton(cancel);
     box.setEscapeButton(cancel);
     return runModal(box) == accept;
+}
+
+void say(AppDelegate* app, const QString& english, const QString& estonian, const QString& animation) {
+    if (app && app->stage) {
+        app->stage->say(base::pick(english, estonian), animation);
+    }
 }
 
 QCoro::Task<> greet(QPointer<AppDelegate> app) {
     VantleClient::reset();
     const auto identity = co_await VantleClient::whoAmI();
-    if (!app || !app->stage) {
-        co_return;
-    }
     if (identity) {
         const QString name = identity->name;
-        app->stage->say(base::pick(QStringLiteral("Connected to Vantle as ") + name +
-                                       QStringLiteral(". Press Ctrl+Alt+Space to chat."),
-                                   QStringLiteral("Ühendatud Vantlega kui ") + name +
-                                       QStringLiteral(". Vestlemiseks vajuta Ctrl+Alt+Space.")),
-                        QStringLiteral("Congratulate"));
+        say(app,
+            QStringLiteral("Connected to Vantle as ") + name +
+                QStringLiteral(". Press Ctrl+Alt+Space to chat."),
+            QStringLiteral("Ühendatud Vantlega kui ") + name +
+                QStringLiteral(". Vestlemiseks vajuta Ctrl+Alt+Space."),
+            QStringLiteral("Congratulate"));
     } else {
         const QString reason = identity.error().localizedDescription();
-        app->stage->say(base::pick(QStringLiteral("Couldn't connect to Vantle: ") + reason,
-                                   QStringLiteral("Vantlega ei õnnestunud ühendada: ") + reason),
-                        QStringLiteral("Alert"));
+        say(app, QStringLiteral("Couldn't connect to Vantle: ") + reason,
+            QStringLiteral("Vantlega ei õnnestunud ühendada: ") + reason, QStringLiteral("Alert"));
     }
 }
 
-// One question at a time: links that come while it is open don't stack more on the screen.
-bool asking = false;
+struct Request {
+    QString address;
+    QString key;
+};
+
+// Links that came while another was being checked or asked about, answered one after another.
+// A page that sends many gets the first few.
+constexpr qsizetype longestQueue = 4;
+QList<Request> waiting;
+bool busy = false;
+
+// One link: the account checked, then the question, then the change.
+QCoro::Task<> handle(Request request, QPointer<AppDelegate> app) {
+    std::optional<QUrl> target;
+    if (!request.address.isEmpty()) {
+        target = QUrl(request.address, QUrl::StrictMode);
+    } else {
+        target = Settings::vantleURL();
+    }
+    if (!target) {
+        co_return;
+    }
+    // Whose account the key opens, asked before anything is shown: a key the workspace refuses
+    // never reaches the question.
+    const auto account = co_await VantleClient::whoIs(*target, request.key.trimmed());
+    if (!app) {
+        co_return;
+    }
+    if (!account) {
+        const QString reason = account.error().localizedDescription();
+        say(app, QStringLiteral("Couldn't connect to Vantle: ") + reason,
+            QStringLiteral("Vantlega ei õnnestunud ühendada: ") + reason, QStringLiteral("Alert"));
+        co_return;
+    }
+    if (!userAgrees(shownAddress(*target), *account) || !app) {
+        co_return;
+    }
+    if (!request.address.isEmpty()) {
+        Settings::setValue(QLatin1String(Settings::Key::vantleURL), request.address);
+    }
+    Keychain::save(request.key, QLatin1String(Keychain::desktopKeyAccount));
+    app->workspaceDidChange();
+    if (app->stage) {
+        app->stage->appear(false);
+    }
+    greet(app);
+}
+
+QCoro::Task<> drain(QPointer<AppDelegate> app) {
+    busy = true;
+    while (!waiting.isEmpty() && app) {
+        co_await handle(waiting.takeFirst(), app);
+    }
+    waiting.clear();
+    busy = false;
+}
 
 } // namespace
+
+QString shownAddress(const QUrl& address) {
+    return QString::fromLatin1(address.toEncoded());
+}
 
 std::function<QAbstractButton*(QMessageBox&)> runModal = [](QMessageBox& box) {
     box.setWindowFlag(Qt::WindowStaysOnTopHint);
@@ -94,30 +160,13 @@ std::function<QAbstractButton*(QMessageBox&)> runModal = [](QMessageBox& box) {
 
 void connect(const std::optional<QString>& workspace, const QString& key, AppDelegate& app) {
     const QString address = workspace.value_or(QString()).trimmed();
-    if (asking || !isAllowed(address)) {
+    if (!isAllowed(address) || waiting.size() >= longestQueue) {
         return;
     }
-    QString shown = address;
-    if (shown.isEmpty()) {
-        const auto stored = Settings::vantleURL();
-        shown = stored ? stored->toString() : QString();
+    waiting.append({address, key});
+    if (!busy) {
+        drain(QPointer<AppDelegate>(&app));
     }
-    QPointer<AppDelegate> self(&app);
-    asking = true;
-    const bool agreed = userAgrees(shown);
-    asking = false;
-    if (!agreed || !self) {
-        return;
-    }
-    if (!address.isEmpty()) {
-        Settings::setValue(QLatin1String(Settings::Key::vantleURL), address);
-    }
-    Keychain::save(key, QLatin1String(Keychain::desktopKeyAccount));
-    self->workspaceDidChange();
-    if (self->stage) {
-        self->stage->appear(false);
-    }
-    greet(self);
 }
 
 } // namespace LinkCommands

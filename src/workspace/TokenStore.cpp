@@ -1,5 +1,6 @@
 #include "workspace/TokenStore.h"
 
+#include "app/Settings.h"
 #include "base/Clock.h"
 #include "base/Scheduler.h"
 #include "workspace/VantleClientExchange.h"
@@ -9,6 +10,7 @@
 namespace VantleClient {
 
 struct TokenStore::Exchange {
+    std::optional<QUrl> workspace;
     std::optional<TokenResult> result;
     std::vector<std::coroutine_handle<>> waiting;
 
@@ -58,19 +60,34 @@ TokenStore& TokenStore::shared() {
 }
 
 QCoro::Task<TokenStore::TokenResult> TokenStore::token(base::Cancel cancel) {
-    if (current && current->expires > base::Clock::now()) {
-        // Returned as a new value: QCoro 0.8 moves from an lvalue of another type that is
-        // co_returned, which would empty the cache.
-        co_return TokenResult(QString(current->token));
+    // A switch of workspace while an exchange runs costs one more exchange; more switches than
+    // that in a row leave the caller unconnected for now.
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        const auto workspace = Settings::vantleURL();
+        if (current && current->workspace == workspace && current->expires > base::Clock::now()) {
+            // Returned as a new value: QCoro 0.8 moves from an lvalue of another type that is
+            // co_returned, which would empty the cache.
+            co_return TokenResult(QString(current->token));
+        }
+        if (pending && pending->workspace != workspace) {
+            pending.reset();
+            current.reset();
+            ++gen;
+        }
+        // Held here, since an exchange that fails at once has already left `pending` on return.
+        auto exchange = pending;
+        if (!exchange) {
+            exchange = std::make_shared<Exchange>();
+            exchange->workspace = workspace;
+            pending = exchange;
+            run(exchange, gen);
+        }
+        auto result = co_await Waiter(exchange, cancel);
+        if (!result || exchange->workspace == Settings::vantleURL()) {
+            co_return result;
+        }
     }
-    // Held here, since an exchange that fails at once has already left `pending` on return.
-    auto exchange = pending;
-    if (!exchange) {
-        exchange = std::make_shared<Exchange>();
-        pending = exchange;
-        run(exchange, gen);
-    }
-    co_return co_await Waiter(exchange, cancel);
+    co_return ClientError::notConnected();
 }
 
 QCoro::Task<> TokenStore::run(std::shared_ptr<Exchange> exchange, int startedIn) {
@@ -78,7 +95,8 @@ QCoro::Task<> TokenStore::run(std::shared_ptr<Exchange> exchange, int startedIn)
     TokenResult outcome = result ? TokenResult(result->token) : TokenResult(result.error());
     if (result && gen == startedIn) {
         const double lifetime = std::max(result->expiresIn - 60.0, 30.0);
-        current = Cached{result->token, base::Clock::now().addMSecs(static_cast<qint64>(lifetime * 1000.0))};
+        current = Cached{result->token, base::Clock::now().addMSecs(static_cast<qint64>(lifetime * 1000.0)),
+                         exchange->workspace};
     }
     if (gen == startedIn && pending == exchange) {
         pending.reset();

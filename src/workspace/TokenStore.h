@@ -7,6 +7,7 @@
 #include <QCoro/QCoroTask>
 #include <QDateTime>
 #include <QString>
+#include <QUrl>
 
 #include <coroutine>
 #include <memory>
@@ -23,11 +24,15 @@ public:
     struct Cached {
         QString token;
         QDateTime expires;
+        // The workspace address it was exchanged at; it is good for that address alone.
+        std::optional<QUrl> workspace;
     };
 
     static TokenStore& shared();
 
-    // A valid token: the cached one, the one being fetched, or a new exchange's.
+    // A valid token for the workspace address in force when it is given: the cached one, the
+    // one being fetched, or a new exchange's. A token exchanged at an address that has changed
+    // meanwhile is never given out; the caller builds its request before it next waits.
     QCoro::Task<TokenResult> token(base::Cancel cancel = {});
     // Throws the token away. A running exchange still answers those who wait for it, but its
     // token is not kept.

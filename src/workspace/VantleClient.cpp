@@ -11,6 +11,9 @@
 #include <QJsonDocument>
 #include <QNetworkRequest>
 
+#include <cstdlib>
+#include <cstring>
+
 namespace VantleClient {
 namespace {
 
@@ -42,35 +45,32 @@ std::optional<ClientError> failureOf(const base::HttpResponse& response) {
     return std::nullopt;
 }
 
+std::optional<QString>& environmentKey() {
+    static std::optional<QString> key;
+    return key;
+}
+
 } // namespace
 
 std::optional<QString> desktopKey() {
-    const QByteArray fromEnvironment = qgetenv("VANTLE_DESKTOP_KEY");
-    if (!fromEnvironment.isEmpty()) {
-        return QString::fromUtf8(fromEnvironment);
+    if (environmentKey()) {
+        return environmentKey();
     }
     return Keychain::read(QLatin1String(Keychain::desktopKeyAccount));
 }
 
+void takeKeyFromEnvironment() {
+    constexpr const char* name = "VANTLE_DESKTOP_KEY";
+    char* value = std::getenv(name);
+    environmentKey() = value && *value ? std::optional(QString::fromUtf8(value)) : std::nullopt;
+    if (value) {
+        std::memset(value, 0, std::strlen(value));
+    }
+    ::unsetenv(name);
+}
+
 bool isConfigured() {
     return Settings::vantleURL().has_value() && desktopKey().has_value();
-}
-
-std::optional<QUrl> dashboardURL(const QString& path) {
-    return dashboardURL(path, Settings::vantleURL());
-}
-
-std::optional<QUrl> dashboardURL(const QString& path, const std::optional<QUrl>& workspace) {
-    const QUrl absolute(path, QUrl::StrictMode);
-    if (absolute.isValid() && !absolute.scheme().isEmpty()) {
-        return absolute;
-    }
-    if (!workspace) {
-        return std::nullopt;
-    }
-    const QUrl url =
-        base::appended(*workspace, path.startsWith(QLatin1Char('/')) ? path : QLatin1Char('/') + path);
-    return url.isValid() ? std::optional(url) : std::nullopt;
 }
 
 ClientError apiError(const QByteArray& body, int status) {
@@ -92,17 +92,22 @@ ClientError apiError(const QByteArray& body, int status) {
 
 QCoro::Task<base::Result<Exchanged, ClientError>> exchange() {
     const auto key = desktopKey();
-    if (!key) {
+    const auto address = Settings::vantleURL();
+    if (!key || !address) {
         co_return ClientError::notConnected();
     }
-    const auto url = workspaceURL(QStringLiteral("/api/auth/desktop/token"));
-    if (!url) {
+    co_return co_await exchangeAt(*address, *key);
+}
+
+QCoro::Task<base::Result<Exchanged, ClientError>> exchangeAt(QUrl workspace, QString key) {
+    const QUrl url = base::appended(workspace, QStringLiteral("/api/auth/desktop/token"));
+    if (!url.isValid()) {
         co_return ClientError::notConnected();
     }
-    QNetworkRequest request(*url);
+    QNetworkRequest request(url);
     request.setTransferTimeout(milliseconds(20));
     request.setRawHeader("Accept", "application/json");
-    request.setRawHeader("Authorization", "Bearer " + key->toUtf8());
+    request.setRawHeader("Authorization", "Bearer " + key.toUtf8());
     const auto response = co_await base::request(request, "POST");
     if (const auto failure = failureOf(response)) {
         co_return *failure;
@@ -124,6 +129,29 @@ QCoro::Task<base::Result<Exchanged, ClientError>> exchange() {
 
 void reset() {
     TokenStore::shared().reset();
+}
+
+QCoro::Task<Result<Identity>> whoIs(QUrl workspace, QString key) {
+    const auto exchanged = co_await exchangeAt(workspace, key);
+    if (!exchanged) {
+        co_return exchanged.error();
+    }
+    QNetworkRequest request(base::appended(workspace, QStringLiteral("/api/auth/me")));
+    request.setTransferTimeout(milliseconds(30));
+    request.setRawHeader("Accept", "application/json");
+    request.setRawHeader("Authorization", "Bearer " + exchanged->token.toUtf8());
+    const auto response = co_await base::request(request, "GET");
+    if (const auto failure = failureOf(response)) {
+        co_return *failure;
+    }
+    if (response.status < 200 || response.status > 299) {
+        co_return apiError(response.body, response.status);
+    }
+    const auto object = base::json::parseObject(response.body);
+    if (!object) {
+        co_return ClientError::badResponse();
+    }
+    co_return identityOf(*object);
 }
 
 namespace {

@@ -32,9 +32,13 @@ namespace VantleClient {
 
 template <typename T> using Result = base::Result<T, ClientError>;
 
-// The desktop key: the environment's VANTLE_DESKTOP_KEY when set and not empty, else the
-// stored one. Read anew at each call.
+// The desktop key: the one taken from the environment when there was one, else the stored one,
+// read anew at each call.
 std::optional<QString> desktopKey();
+// Takes VANTLE_DESKTOP_KEY out of the environment, once at start: its bytes in the process's
+// environment block are cleared and the variable removed, so that no child inherits it. An
+// empty variable counts as none.
+void takeKeyFromEnvironment();
 // A workspace address and a key are at hand. Makes no network call.
 bool isConfigured();
 // A page of the workspace for the browser: absolute links as they stand, paths under the
@@ -77,6 +81,11 @@ struct Identity {
     QString email;
 };
 QCoro::Task<Result<Identity>> whoAmI();
+// The account a key belongs to at an address, neither of them stored: an exchange of its own
+// and the same question, leaving the shared token alone.
+QCoro::Task<Result<Identity>> whoIs(QUrl workspace, QString key);
+// The account of the reply to GET /api/auth/me: its email, and its name or else the email.
+Result<Identity> identityOf(const QJsonObject& reply);
 QCoro::Task<Result<bool>> isAdministrator();
 QCoro::Task<Result<QSet<QString>>> enabledAgents();
 // Marks a notification read; any failure is swallowed.

@@ -31,17 +31,21 @@ Result<QJsonObject> objectOf(const Result<QByteArray>& reply) {
     return *object;
 }
 
+Result<Identity> identityOf(const QJsonObject& reply) {
+    const auto email = base::json::string(reply, QStringLiteral("email"));
+    if (!email) {
+        return ClientError::badResponse();
+    }
+    const QString name = base::json::stringOr(reply, QStringLiteral("name"));
+    return Identity{name.isEmpty() ? *email : name, *email};
+}
+
 QCoro::Task<Result<Identity>> whoAmI() {
     const auto reply = co_await sendForObject("GET", QStringLiteral("/api/auth/me"), std::nullopt, 30);
     if (!reply) {
         co_return reply.error();
     }
-    const auto email = base::json::string(*reply, QStringLiteral("email"));
-    if (!email) {
-        co_return ClientError::badResponse();
-    }
-    const QString name = base::json::stringOr(*reply, QStringLiteral("name"));
-    co_return Identity{name.isEmpty() ? *email : name, *email};
+    co_return identityOf(*reply);
 }
 
 QCoro::Task<Result<bool>> isAdministrator() {

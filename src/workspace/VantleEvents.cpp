@@ -232,13 +232,16 @@ void VantleEvents::progress(const QJsonObject& object) {
         const auto length = listener.text.size();
         const auto offset = integer64(object, QStringLiteral("offset"));
         const auto keep = offset ? std::clamp<qint64>(*offset, 0, length) : length;
-        const QString whole = listener.text.left(keep) + *text;
+        const QString whole = listener.text.left(keep) + text->left(answerLimit - keep);
+        if (whole.size() >= answerLimit && whole == listener.text) {
+            return; // all of it past the limit
+        }
         turnListeners[*turnId].text = whole;
         listener.handler(TurnProgress{TurnProgress::Text{whole}});
     } else if (*kind == QLatin1String("done")) {
         const auto text = string(object, QStringLiteral("text"));
         if (text && !text->isEmpty()) {
-            listener.handler(TurnProgress{TurnProgress::Text{*text}});
+            listener.handler(TurnProgress{TurnProgress::Text{text->left(answerLimit)}});
         }
     } else if (*kind == QLatin1String("tool")) {
         const auto tool = string(object, QStringLiteral("tool"));

@@ -25,6 +25,9 @@ public:
 
     // How long the stream may stay silent before it counts as broken.
     static constexpr double silenceLimit = 60.0;
+    // The most of a turn's answer that its progress carries; deltas beyond it are dropped, so
+    // that a runaway answer neither fills memory nor keeps the balloon busy.
+    static constexpr qsizetype answerLimit = 256 * 1024;
 
     static VantleEvents& shared();
 

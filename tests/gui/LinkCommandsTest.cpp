@@ -12,8 +12,12 @@
 #include <QAbstractButton>
 #include <QGuiApplication>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMessageBox>
+#include <QPushButton>
 #include <QScreen>
+#include <QTemporaryDir>
+#include <QTest>
 
 namespace {
 
@@ -38,6 +42,7 @@ protected:
             for (auto* button : box.buttons()) {
                 buttons << button->text();
             }
+            buttons << "default: " + (box.defaultButton() ? box.defaultButton()->text() : QString());
             if (whileAsking) {
                 whileAsking();
             }
@@ -140,7 +145,14 @@ TEST_F(LinkCommandsTest, NoticesLastAsToldAsksNeedAQuestionAndMovesCountFromTheT
 
     open("mirkvantle:ask?q=&text=Hello");
     EXPECT_FALSE(stage->balloonPanel) << "q stands, empty, and text doesn't count";
+    // The question waits in the field; only the user's Return sends it.
     open("mirkvantle:ask?text=What%20is%20on%20today%3F");
+    ASSERT_TRUE(stage->balloonPanel);
+    QLineEdit* field = balloon().input();
+    EXPECT_EQ(field->text(), "What is on today?");
+    run(5);
+    EXPECT_EQ(countOf("POST", "/api/chat/threads"), 0) << "nothing goes out by itself";
+    QTest::keyClick(field, Qt::Key_Return);
     EXPECT_TRUE(runUntil([&] { return countOf("POST", "/api/chat/threads") == 1; }));
     stage->closeChat();
     run(1);
@@ -171,26 +183,47 @@ TEST_F(LinkCommandsTest, ConnectAsksNamingTheAddressAndStoresOnlyOnYes) {
     open("mirkvantle:connect?key=%20%20");
     EXPECT_TRUE(asked.isEmpty()) << "refused addresses and missing keys get no question";
 
+    // The account is named before anything is asked, and Cancel stands as the default.
+    const QString account = "\n\nAccount: Kaia Tamm (kaia.tamm@northwind.example)";
     const int before = streams();
     answer = "Cancel";
-    open("mirkvantle:connect?key=other");
-    ASSERT_EQ(asked,
-              QStringList{"Mirk Vantle Agents will chat and show notifications as you in the workspace at " +
-                          Settings::vantleURL()->toString() + "."});
-    EXPECT_EQ(buttons, (QStringList{"Connect to Vantle?", "Connect", "Cancel"}));
+    open("mirkvantle:connect?key=" + QUrl::toPercentEncoding(key));
+    ASSERT_TRUE(runUntil([&] { return asked.size() == 1; }));
+    EXPECT_EQ(asked.last(),
+              "Mirk Vantle Agents will chat and show notifications as you in the workspace at " +
+                  Settings::vantleURL()->toString() + "." + account);
+    EXPECT_EQ(buttons, (QStringList{"Connect to Vantle?", "Connect", "Cancel", "default: Cancel"}));
     run(2);
     EXPECT_EQ(storedKey(), key);
     EXPECT_EQ(streams(), before) << "cancelled: nothing restarts";
 
-    // Yes, with the address as it stands and the same key; a second link meanwhile asks nothing.
+    // Another account's key, with no address or with one: refused with the workspace's reason,
+    // and never asked about.
+    sim->control("POST", "/sim/faults",
+                 QJsonObject{{"path", "/app/api/auth/desktop/token"},
+                             {"status", 403},
+                             {"json", QJsonObject{{"detail", "Unknown desktop key"}}},
+                             {"times", 2}});
+    open("mirkvantle:connect?key=someone-elses");
+    ASSERT_TRUE(runUntil([&] { return message() == "Couldn't connect to Vantle: Unknown desktop key"; }));
+    stage->closeChat();
+    open("mirkvantle:connect?key=someone-elses&url=" + QUrl::toPercentEncoding(address));
+    ASSERT_TRUE(runUntil([&] { return message() == "Couldn't connect to Vantle: Unknown desktop key"; }));
+    EXPECT_EQ(asked.size(), 1);
+    EXPECT_EQ(storedKey(), key);
+
+    // Yes, with the address as it stands; a second link meanwhile waits for the first's answer
+    // and is asked about after it.
     answer = "Connect";
     app->announcedKeyEnded = true;
     int nested = 0;
-    whileAsking = [&] { nested++ == 0 ? open("mirkvantle:connect?key=third") : void(); };
+    whileAsking = [&] {
+        nested++ == 0 ? open("mirkvantle:connect?key=" + QUrl::toPercentEncoding(key)) : void();
+    };
     const int company = countOf("GET", "/api/company");
     open("mirkvantle:connect?key=%20" + QUrl::toPercentEncoding(key) + "&url=%20" +
          QUrl::toPercentEncoding(address));
-    EXPECT_EQ(asked.size(), 2);
+    ASSERT_TRUE(runUntil([&] { return asked.size() == 3; })) << "the one that came meanwhile is asked next";
     EXPECT_EQ(storedKey(), key) << "stored trimmed";
     EXPECT_EQ(storedAddress(), address);
     EXPECT_FALSE(app->announcedKeyEnded);
@@ -200,17 +233,21 @@ TEST_F(LinkCommandsTest, ConnectAsksNamingTheAddressAndStoresOnlyOnYes) {
     EXPECT_GT(countOf("GET", "/api/company"), company) << "the workspace's language is asked again";
     whileAsking = nullptr;
 
-    // Loopback on plain http with a port, in Estonian; the key is wrong and says so.
+    // Loopback on plain http with a port, in Estonian.
     Settings::setValue(QLatin1String(Settings::Key::language), QStringLiteral("et"));
     answer = "Ühenda";
-    const QString loopback = "http://[::1]:" + QString::number(sim->port()) + "/app";
-    open("mirkvantle:connect?key=wrong&url=" + QUrl::toPercentEncoding(loopback));
-    EXPECT_EQ(asked.last(),
-              "Mirk Vantle Agents vestleb ja näitab teavitusi sinu nimel tööruumis " + loopback + ".");
-    EXPECT_EQ(buttons, (QStringList{"Kas ühendada Vantlega?", "Ühenda", "Tühista"}));
-    EXPECT_EQ(storedKey(), "wrong");
+    const QString loopback = "http://localhost:" + QString::number(sim->port()) + "/app";
+    open("mirkvantle:connect?key=" + QUrl::toPercentEncoding(key) +
+         "&url=" + QUrl::toPercentEncoding(loopback));
+    ASSERT_TRUE(runUntil([&] { return asked.size() == 4; }));
+    EXPECT_EQ(asked.last(), "Mirk Vantle Agents vestleb ja näitab teavitusi sinu nimel tööruumis " +
+                                loopback + ".\n\nKonto: Kaia Tamm (kaia.tamm@northwind.example)");
+    EXPECT_EQ(buttons, (QStringList{"Kas ühendada Vantlega?", "Ühenda", "Tühista", "default: Tühista"}));
     EXPECT_EQ(storedAddress(), loopback);
-    EXPECT_TRUE(runUntil([&] { return message().startsWith("Vantlega ei õnnestunud ühendada: "); }));
+
+    // A host of letters beyond ASCII is shown as the DNS sees it.
+    EXPECT_EQ(LinkCommands::shownAddress(QUrl("https://tööruum.de/app")),
+              "https://xn--truum-juaa.de/app");
 }
 
 TEST_F(LinkCommandsTest, HostileLinksOpenNothingRunNothingAndShowTextAsItStands) {
@@ -230,6 +267,37 @@ TEST_F(LinkCommandsTest, HostileLinksOpenNothingRunNothingAndShowTextAsItStands)
         EXPECT_TRUE(services.desktop->opened.isEmpty());
         EXPECT_EQ(services.desktop->revealed, revealed) << "shown in the file manager, never run";
     }
+    // Local files open only as documents, by name and by content; a missing one does nothing.
+    QTemporaryDir files;
+    const auto place = [&](const QString& name, const QByteArray& bytes) {
+        QFile file(files.filePath(name));
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+        return file.fileName();
+    };
+    const QString page = place("offer.html", "<script>fetch('file:///etc/passwd')</script>");
+    const QString launcher = place("Plan.desktop", "[Desktop Entry]\nType=Application\nExec=sh -c x\n");
+    const QString script = place("notes.txt", "#!/bin/sh\nrm -rf ~\n");
+    const QString drawing = place("chart.svg", "<svg xmlns='http://www.w3.org/2000/svg'><script/></svg>");
+    const QString plan = place("Plan B.csv", "a,b\n1,2\n");
+    for (const auto& [path, revealed] :
+         std::vector<std::pair<QString, QStringList>>{{page, {page}},
+                                                      {launcher, {launcher}},
+                                                      {script, {script}},
+                                                      {drawing, {drawing}},
+                                                      {files.filePath("gone.pdf"), {}}}) {
+        SCOPED_TRACE(path.toStdString());
+        services.desktop->revealed.clear();
+        open("mirkvantle:notify?text=Look&url=" +
+             QUrl::toPercentEncoding(QUrl::fromLocalFile(path).toEncoded()));
+        balloon().onMessageClick();
+        EXPECT_TRUE(services.desktop->opened.isEmpty());
+        EXPECT_EQ(services.desktop->revealed, revealed);
+    }
+    open("mirkvantle:notify?text=Look&url=" + QUrl::toPercentEncoding(QUrl::fromLocalFile(plan).toEncoded()));
+    balloon().onMessageClick();
+    EXPECT_EQ(services.desktop->opened, QList<QUrl>{QUrl::fromLocalFile(plan)});
+    services.desktop->opened.clear();
 
     const QString markup = "<b>bold</b> <a href=\"file:///etc\">x</a>";
     open("mirkvantle:notify?text=" + QUrl::toPercentEncoding(markup) +

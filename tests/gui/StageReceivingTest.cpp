@@ -50,8 +50,16 @@ TEST_F(StageReceivingTest, CollectWalksFoldersAndKeepsToTheTypesTheSizeAndTheBat
     write("folder/deeper/c.PNG");
     write("folder/.hidden.pdf");
     write("folder/tool.exe");
+    // Links, at the top and inside, to a secret file and to a folder: none is followed.
+    const QString secret = write("elsewhere/id_rsa.txt");
+    write("elsewhere/keys/private.pdf");
+    QFile::link(secret, dir.filePath("folder/notes.txt"));
+    QFile::link(dir.filePath("elsewhere/keys"), dir.filePath("folder/keys"));
+    QFile::link(secret, dir.filePath("top.txt"));
+    QFile::link(dir.filePath("elsewhere"), dir.filePath("top-folder"));
     auto picked =
-        StageViewController::collect({exact, over, huge, dir.filePath("folder"), dir.filePath("gone.pdf")});
+        StageViewController::collect({exact, over, huge, dir.filePath("folder"), dir.filePath("gone.pdf"),
+                                      dir.filePath("top.txt"), dir.filePath("top-folder")});
     EXPECT_EQ(picked.files,
               (QStringList{exact, dir.filePath("folder/b.csv"), dir.filePath("folder/deeper/c.PNG")}));
     EXPECT_EQ(picked.skipped, (QStringList{"over.pdf", "huge.pdf", "tool.exe"}));
@@ -70,7 +78,7 @@ TEST_F(StageReceivingTest, ADropUploadsOneByOneSaysWhatHappenedAndTheNextQuestio
     sim->control("POST", "/sim/faults",
                  QJsonObject{{"path", "/app/api/knowledge/documents"}, {"status", 500}, {"times", 1}});
     Capture::Captured captured;
-    captured.files = QStringList{write("first.pdf"), write("Notes.txt"), write("setup.exe")};
+    captured.files = QStringList{write("first.pdf"), write("Notes.txt"), write("Smith%2C.exe")};
     captured.emails = QStringList{
         write("Offer.eml", "From: Mari Maasikas <mari@example.ee>\r\nSubject: Pakkumine\r\n\r\nTere\r\n")};
     stage->receive(captured);
@@ -78,14 +86,14 @@ TEST_F(StageReceivingTest, ADropUploadsOneByOneSaysWhatHappenedAndTheNextQuestio
     EXPECT_EQ(message(), "Saving to Vantle… 0/3");
     EXPECT_TRUE(stage->isReceivingFiles);
     ASSERT_TRUE(runUntil([&] { return !stage->isReceivingFiles; }));
-    EXPECT_EQ(
-        message().toStdString(),
-        "Filed “Pakkumine” from Mari Maasikas in Vantle, as if you'd forwarded it.\n\n"
-        "Saved 1 file in Vantle → Uploads.\n\n"
-        "Tell me what to do with them, or I'll leave them there.\n\n"
-        "Couldn't save: first.pdf (Vantle: HTTP 500)\n\n"
-        "Left out setup.exe: Vantle takes emails, PDFs, images, Word, Excel, PowerPoint, text and CSV up to "
-        "100 MB, 50 at a time.");
+    EXPECT_EQ(message().toStdString(),
+              "Filed “Pakkumine” from Mari Maasikas in Vantle, as if you'd forwarded it.\n\n"
+              "Saved 1 file in Vantle → Uploads.\n\n"
+              "Tell me what to do with them, or I'll leave them there.\n\n"
+              "Couldn't save: first.pdf (Vantle: HTTP 500)\n\n"
+              "Left out Smith%2C.exe: Vantle takes emails, PDFs, images, Word, Excel, PowerPoint, text and "
+              "CSV up to "
+              "100 MB, 50 at a time.");
     EXPECT_EQ(balloon().status(), BalloonStatus::warning);
     EXPECT_EQ(stage->droppedDocuments.size(), 1);
     EXPECT_EQ(stage->droppedEmails.size(), 1);

@@ -100,6 +100,10 @@ TEST_F(StatusMenuTest, TheRowsFollowTheTimerInBothLanguagesAndTheIconShowsItRunn
                                  "Quit Mirk Vantle Agents"}));
     EXPECT_FALSE(status->showsRunning);
     EXPECT_EQ(status->item.toolTip(), "Mirk Vantle Agents");
+    for (int i = 0; i < 3; ++i) {
+        status->menuNeedsUpdate();
+    }
+    EXPECT_EQ(status->menu.findChildren<QMenu*>().size(), 2) << "each opening builds its two submenus anew";
 
     // Started from the submenu; the notice is Pelka's, and Dorn is on stage, so none shows.
     QMenu* start = row(status->menu, "Start Timer")->menu();

@@ -425,7 +425,8 @@ TEST_F(X11Test, EachSwitchIsToldAndTheWindowInFrontNamesItsApplicationPidAndTitl
     EXPECT_EQ(active.frontmost(), (FrontApplication{"Alphaterm", "Alpha Notes", alpha.pid()}));
     EXPECT_EQ(active.focusedWindowTitle(), QString("Alpha notes"));
     Settings::setValue(Settings::Key::language, "et");
-    EXPECT_EQ(active.frontmost()->name, QString::fromUtf8("Alfa m\xc3\xa4rkmik"));
+    EXPECT_EQ(active.frontmost()->name, QString("Alpha Notes"))
+        << "the desktop's language names it; the program's may change at any time";
     ASSERT_TRUE(beta.activate());
     EXPECT_TRUE(spinUntil([&] { return activations == 2; }));
     EXPECT_EQ(active.frontmost(), (FrontApplication{"Betaterm", "Betaterm", beta.pid()})) << "no entry";
@@ -470,8 +471,7 @@ TEST_F(X11Test, EachSwitchIsToldAndTheWindowInFrontNamesItsApplicationPidAndTitl
         return runs("xdotool", {"windowactivate", "--sync", QString::number(dialog)});
     }));
     EXPECT_TRUE(spinUntil([&] { return activations == 3; }));
-    EXPECT_EQ(active.frontmost(),
-              (FrontApplication{"Alphaterm", QString::fromUtf8("Alfa m\xc3\xa4rkmik"), 0}));
+    EXPECT_EQ(active.frontmost(), (FrontApplication{"Alphaterm", "Alpha Notes", 0}));
 
     // No X window in front: nothing to name, and on a Wayland session nothing can be seen.
     X11ActiveWindow underWayland(connection, true);

@@ -1,4 +1,5 @@
 #include "activity/DailyReport.h"
+#include "activity/ActivityRecorder.h"
 #include "activity/Digest.h"
 #include "app/AppIdentity.h"
 #include "app/Settings.h"
@@ -10,6 +11,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QSemaphore>
+#include <QThreadPool>
 
 #include <sys/stat.h>
 
@@ -141,6 +144,38 @@ TEST_F(DailyReportTest, TheModelWritesTheProseAndTheDigestTheFigures) {
         QJsonObject{{"role", "user"},
                     {"content", userPrompt(*Digest::make(day, untitled), "Don't add any other sections.")}}};
     EXPECT_EQ(requests[1].value("messages").toArray(), estonianMessages);
+
+    // Estonian writes a weekday in lower case, also where it leads the name of the report.
+    EXPECT_EQ(DailyReport::writingMessage(day), "Kirjutan selles arvutis kolmapäeva aruannet…");
+    EXPECT_EQ(DailyReport::openHint(day), "Ava kolmapäeva aruanne ›");
+    Settings::setValue(QLatin1String(Settings::Key::language), QStringLiteral("en"));
+    EXPECT_EQ(DailyReport::openHint(day), "Click to open Wednesday's report ›");
+}
+
+TEST_F(DailyReportTest, ASpanClosedWhileTheReportIsUnderWayCountsOnce) {
+    scheduler = std::make_unique<base::VirtualScheduler>(QDateTime(day, QTime(12, 0)));
+    auto& recorder = ActivityRecorder::shared();
+    recorder.current = span(day, QTime(11, 0), 1200, QStringLiteral("Mail")); // sampled last at 11:20
+    // Every worker busy, so that whatever the report leaves to them waits for the span to close.
+    QSemaphore busy;
+    auto* pool = QThreadPool::globalInstance();
+    const int workers = pool->maxThreadCount();
+    for (int i = 0; i < workers; ++i) {
+        pool->start([&busy] { busy.acquire(); });
+    }
+    auto writing = DailyReport::generate(day);
+    recorder.closeCurrent(QDateTime(day, QTime(11, 30)));
+    ASSERT_FALSE(recorder.current);
+    busy.release(workers);
+    ASSERT_TRUE(await(std::move(writing)));
+    // As things stood when the report began: the log, and the open span up to its last sample.
+    const auto digest = Digest::make(day, spans() << span(day, QTime(11, 0), 1200, QStringLiteral("Mail")));
+    ASSERT_TRUE(digest);
+    ASSERT_EQ(chatRequests().size(), 1);
+    EXPECT_EQ(chatRequests()[0].value("messages").toArray().last().toObject().value("content").toString(),
+              userPrompt(*digest,
+                         "3. A \"## Highlights\" section with up to 5 bullets about what was worked on, "
+                         "based on the window titles."));
 }
 
 TEST_F(DailyReportTest, NothingToReportOrAFailingModelKeepsTheOlderReport) {

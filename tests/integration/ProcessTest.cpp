@@ -15,13 +15,17 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QSettings>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <csignal>
 #include <cstdio>
+#include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -47,6 +51,45 @@ QProcessEnvironment programEnvironment(const QString& home) {
     env.insert("XDG_RUNTIME_DIR", home + "/runtime");
     env.insert("QT_QPA_PLATFORM", "offscreen");
     return env;
+}
+
+int openDescriptors() {
+    return static_cast<int>(
+        QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::NoDotAndDotDot | QDir::System).size());
+}
+
+// A client of the instance's socket that speaks the protocol as it likes.
+int connectTo(const QString& path) {
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, QFile::encodeName(path).constData(), sizeof address.sun_path - 1);
+    if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+        ::close(fd);
+        return -1;
+    }
+    return fd;
+}
+
+void sendRaw(int fd, const QByteArray& bytes) {
+    [[maybe_unused]] const auto n =
+        ::send(fd, bytes.constData(), static_cast<size_t>(bytes.size()), MSG_NOSIGNAL);
+}
+
+// A later launch's hand-over, served by this process's loop meanwhile as the instance would be.
+bool handOverServed(const QString& path, const QStringList& arguments) {
+    std::atomic<bool> done = false;
+    std::jthread launch([&] {
+        SingleInstance::handOver(path, arguments);
+        done = true;
+    });
+    return spinUntil([&] { return done.load(); });
+}
+
+// The real program's view of itself, by its process id.
+QByteArray procFile(qint64 pid, const char* name) {
+    QFile file(QStringLiteral("/proc/%1/%2").arg(pid).arg(QLatin1String(name)));
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 } // namespace
@@ -136,6 +179,69 @@ TEST(SingleInstance, WhatArrivesIsLimitedAndCheckedAndStaleSocketsAreTakenOver) 
     EXPECT_EQ(received.at(2), QStringList{"mirkvantle://hide"});
 }
 
+TEST(SingleInstance, AHundredHandOversHostileOnesIncludedLeaveNoDescriptorOpen) {
+    QTemporaryDir dir;
+    const QString path = dir.path() + "/instance.socket";
+    base::VirtualScheduler scheduler;
+    SingleInstance instance(path);
+    ASSERT_TRUE(instance.listen());
+    int received = 0;
+    instance.onArguments = [&](const QStringList&) { ++received; };
+    // One hand-over first, so that whatever the loop opens once for a socket is open already.
+    ASSERT_TRUE(handOverServed(path, {"mirkvantle://show"}));
+    ASSERT_TRUE(spinUntil([&] { return received == 1; }));
+    const int before = openDescriptors();
+
+    std::vector<int> silent;
+    int expected = 1;
+    for (int i = 0; i < 100; ++i) {
+        switch (i % 5) {
+        case 0: // a well-behaved launch
+            EXPECT_TRUE(handOverServed(path, {"mirkvantle://say?text=" + QString::number(i)}));
+            ++expected;
+            break;
+        case 1: { // far too much, and then gone without waiting
+            const int fd = connectTo(path);
+            sendRaw(fd, QByteArray(SingleInstance::maxMessageBytes * 2, 'x'));
+            ::close(fd);
+            break;
+        }
+        case 2: { // half a message, then a reset
+            const int fd = connectTo(path);
+            sendRaw(fd, "mirkvantle://sh");
+            const linger hard{1, 0};
+            ::setsockopt(fd, SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
+            ::close(fd);
+            break;
+        }
+        case 3: // connects and says nothing, holding its end open
+            silent.push_back(connectTo(path));
+            break;
+        case 4: { // a message, and its end closed for writing only
+            const int fd = connectTo(path);
+            sendRaw(fd, QByteArray("mirkvantle://hide\0", 18));
+            ::shutdown(fd, SHUT_WR);
+            silent.push_back(fd);
+            ++expected;
+            break;
+        }
+        }
+        // Served as they come, as the running program would.
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    }
+    ASSERT_TRUE(spinUntil([&] { return received == expected; })) << received << " of " << expected;
+    scheduler.advance(6); // the silent ones run out of patience
+    for (int fd : silent) {
+        char byte;
+        EXPECT_TRUE(spinUntil([&] { return ::recv(fd, &byte, 1, MSG_DONTWAIT) == 0; }))
+            << "closed by the instance";
+        ::close(fd);
+    }
+    EXPECT_TRUE(spinUntil([&] { return openDescriptors() <= before; }, 5000))
+        << "open before: " << before << ", after: " << openDescriptors();
+    EXPECT_EQ(received, expected);
+}
+
 TEST(AppDelegate, EarlyLinksRunOnceAfterStartUpInOrderAndLateOnesAtOnce) {
     TestEnvironment::freshSettings();
     Settings::setValue(QLatin1String(Settings::Key::vantleURL), QStringLiteral("http://127.0.0.1:1/app"));
@@ -195,6 +301,59 @@ TEST(Program, EndsWithStatusZeroOnSigterm) {
     EXPECT_EQ(program.exitCode(), 0) << program.readAllStandardError().toStdString();
     EXPECT_TRUE(QFileInfo::exists(home.path() + "/runtime/mirkvantle-agents.socket"))
         << "nothing was unwound: the quit road's clean-up never ran";
+}
+
+TEST(Program, KeepsKeysOutOfItsCommandLineAndEnvironmentAndDumpsNoCore) {
+    QTemporaryDir home;
+    auto env = programEnvironment(home.path());
+    env.insert("VANTLE_DESKTOP_KEY", "env-secret-key");
+    // The sanitizers switch core dumps off by themselves; here they leave that to the program.
+    env.insert("ASAN_OPTIONS", env.value("ASAN_OPTIONS") + ":disable_coredump=0");
+    const QString link = "mirkvantle://connect?key=link-secret-key&url=https://acme.example";
+    const QString socket = home.path() + "/runtime/mirkvantle-agents.socket";
+    const auto allowCores = [] {
+        rlimit limit{};
+        ::getrlimit(RLIMIT_CORE, &limit);
+        limit.rlim_cur = limit.rlim_max;
+        ::setrlimit(RLIMIT_CORE, &limit);
+    };
+
+    // A running instance that takes a hand-over's connection but doesn't read it yet: the
+    // second launch waits, in plain sight of the process list.
+    const int listener = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, QFile::encodeName(socket).constData(), sizeof address.sun_path - 1);
+    ASSERT_EQ(::bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(::listen(listener, 4), 0);
+    QProcess second;
+    second.setProcessEnvironment(env);
+    second.start(MIRK_APP_PATH, {link});
+    ASSERT_TRUE(second.waitForStarted());
+    pollfd pending{listener, POLLIN, 0};
+    ASSERT_EQ(::poll(&pending, 1, 10000), 1);
+    EXPECT_FALSE(procFile(second.processId(), "cmdline").contains("secret-key"));
+    ::close(::accept(listener, nullptr, nullptr));
+    ::close(listener);
+    ASSERT_TRUE(second.waitForFinished(10000));
+    QFile::remove(socket);
+
+    QProcess first;
+    first.setProcessEnvironment(env);
+    first.setChildProcessModifier(allowCores);
+    first.start(MIRK_APP_PATH, {link});
+    ASSERT_TRUE(first.waitForStarted());
+    ASSERT_TRUE(spinUntil([&] { return QFileInfo::exists(socket); }))
+        << first.readAllStandardError().toStdString();
+    const auto pid = first.processId();
+    EXPECT_FALSE(procFile(pid, "cmdline").contains("secret-key"));
+    EXPECT_FALSE(procFile(pid, "environ").contains("env-secret-key"));
+    EXPECT_FALSE(procFile(pid, "environ").isEmpty());
+    const QByteArray limits = procFile(pid, "limits");
+    EXPECT_TRUE(QRegularExpression("Max core file size +0 +0 ").match(QString::fromLatin1(limits)).hasMatch())
+        << limits.toStdString();
+    ::kill(static_cast<pid_t>(pid), SIGTERM);
+    EXPECT_TRUE(first.waitForFinished(10000));
 }
 
 TEST(ProgramDeathTest, SigtermClosesTheOpenSpanAndLeavesWithoutTheQuitRoad) {

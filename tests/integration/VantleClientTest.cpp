@@ -123,6 +123,35 @@ TEST_F(VantleClientTest, AResetDuringAnExchangeKeepsItsTokenFromTheCache) {
     EXPECT_TRUE(tokens.cached());
 }
 
+TEST_F(VantleClientTest, ATokenGoesOnlyToTheWorkspaceItWasExchangedAt) {
+    SimProcess other;
+    const auto mine = [](const SimProcess& s, const QString& path) {
+        int n = 0;
+        for (const auto& entry : s.requests()) {
+            n += entry.toObject().value("path").toString() == s.basePath() + path ? 1 : 0;
+        }
+        return n;
+    };
+    // Switched to another workspace while the exchange with the first one is under way.
+    fault(tokenPath, {{"action", "delay"}, {"delay_ms", 300}, {"times", 1}});
+    VantleClient::reset();
+    auto me = VantleClient::whoAmI();
+    ASSERT_TRUE(VantleClient::TokenStore::shared().isExchanging());
+    Settings::setValue(QLatin1String(Settings::Key::vantleURL), other.baseUrl().toString());
+    ASSERT_TRUE(await(std::move(me)));
+    EXPECT_EQ(mine(other, mePath), 1) << "the first workspace's token was never tried at the second";
+    EXPECT_EQ(mine(other, tokenPath), 1);
+    EXPECT_EQ(countOf("GET", mePath), 0);
+
+    // A token kept for the first workspace is not given to the second either.
+    Settings::setValue(QLatin1String(Settings::Key::vantleURL), sim->baseUrl().toString());
+    ASSERT_TRUE(await(VantleClient::whoAmI()));
+    Settings::setValue(QLatin1String(Settings::Key::vantleURL), other.baseUrl().toString());
+    ASSERT_TRUE(await(VantleClient::whoAmI()));
+    EXPECT_EQ(mine(other, mePath), 2);
+    EXPECT_EQ(mine(other, tokenPath), 2);
+}
+
 TEST_F(VantleClientTest, StatusTextsInBothLanguages) {
     fault(mePath, {{"status", 403}, {"json", QJsonObject{{"detail", "Only for owners"}}}});
     EXPECT_EQ(await(VantleClient::whoAmI()).error().localizedDescription(),

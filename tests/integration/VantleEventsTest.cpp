@@ -5,6 +5,7 @@
 #include "workspace/VantleClient.h"
 
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QJsonObject>
 
 namespace {
@@ -186,4 +187,19 @@ TEST_F(VantleEventsTest, ProgressAndNotificationsArriveAndGarbageIsSurvived) {
     EXPECT_EQ(texts.last(), QStringLiteral("Tere õhtust!"));
     EXPECT_EQ(notes.at(0).agentId, QStringLiteral("pelka"));
     EXPECT_EQ(connections(), 2);
+
+    // A runaway answer stops growing at the bound; what comes after it is dropped.
+    const auto progress = [&](const char* kind, const QString& text) {
+        events().dispatch("agent.progress",
+                          QJsonDocument(QJsonObject{{"turnId", "turn-9"}, {"kind", kind}, {"text", text}})
+                              .toJson(QJsonDocument::Compact));
+    };
+    texts.clear();
+    for (int i = 0; i < 4; ++i) {
+        progress("delta", QString(100 * 1024, QLatin1Char('x')));
+    }
+    ASSERT_EQ(texts.size(), 3);
+    EXPECT_EQ(texts.last().size(), VantleEvents::answerLimit);
+    progress("done", QString(VantleEvents::answerLimit + 1, QLatin1Char('y')));
+    EXPECT_EQ(texts.last(), QString(VantleEvents::answerLimit, QLatin1Char('y')));
 }

@@ -285,6 +285,8 @@ TEST_F(ActivityRecorderTest, DayLogsSurviveBadLinesAndOldOnesAreDeleted) {
     EXPECT_EQ(reader.spans(day).size(), 3);
     reader.closeCurrent(QDateTime(day, QTime(11, 30)));
     EXPECT_EQ(reader.spans(day).size(), 3);
+    EXPECT_TRUE(isPrivate(ActivityRecorder::fileURL(day), QFile::ReadOwner | QFile::WriteOwner))
+        << "a log readable by others is tightened when next opened";
     EXPECT_EQ(reader.spans(day).last().app, QStringLiteral("Mail"));
 
     // Start: 30 days are kept, and files of another name or kind stay.

@@ -2,13 +2,18 @@
 
 #include <QBuffer>
 #include <QCoreApplication>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QImage>
 #include <QMimeData>
+#include <QTemporaryDir>
 #include <QUrl>
 
 #include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 using Capture::Kind;
 
@@ -102,12 +107,14 @@ QByteArray contents(const QString& path) {
 
 TEST(Capture, TablesBecomeCsvByTheirShapeAndNamesFollowTheRule) {
     EXPECT_EQ(Capture::csv("a\tb"), "a,b\n");
-    EXPECT_EQ(Capture::csv("a\tb\r\nc\td\re"), "a,b\nc,d\ne\n") << "2 of 3 rows full is a table; short rows stay short";
+    EXPECT_EQ(Capture::csv("a\tb\r\nc\td\re"), "a,b\nc,d\ne\n")
+        << "2 of 3 rows full is a table; short rows stay short";
     EXPECT_FALSE(Capture::csv("a\nb\tc")) << "1 of 2 is not";
     EXPECT_FALSE(Capture::csv("a\tb\n\n")) << "only the last empty line goes; the other is a row";
     EXPECT_FALSE(Capture::csv("plain words"));
     EXPECT_FALSE(Capture::csv(""));
-    EXPECT_EQ(Capture::csv("x;y\t\"q\"\tp,q\tline\nbreak"), std::nullopt) << "the break makes a second row of one cell";
+    EXPECT_EQ(Capture::csv("x;y\t\"q\"\tp,q\tline\nbreak"), std::nullopt)
+        << "the break makes a second row of one cell";
     EXPECT_EQ(Capture::csv("x;y\t\"q\"\tp,q\tplain"), "\"x;y\",\"\"\"q\"\"\",\"p,q\",plain\n");
 
     const QDateTime at(QDate(2026, 11, 23), QTime(9, 30));
@@ -146,10 +153,12 @@ TEST(Capture, ReadTakesFilesOrWritesTheContentIntoAPrivateFolderOfItsOwn) {
     c = captured(cells, QStringLiteral("Sheets/Work: Q3"));
     ASSERT_EQ(c.files.size(), 1);
     const QFileInfo table(c.files.first());
-    EXPECT_TRUE(table.fileName().startsWith("Sheets-Work. Q3 – copied cells ")) << table.fileName().toStdString();
+    EXPECT_TRUE(table.fileName().startsWith("Sheets-Work. Q3 – copied cells "))
+        << table.fileName().toStdString();
     EXPECT_EQ(contents(table.filePath()), "Name,Hours\nMari,\"7,5\"\n");
     EXPECT_EQ(table.permissions() & (QFile::ReadGroup | QFile::ReadOther), 0);
-    EXPECT_EQ(QFileInfo(table.path()).permissions() & (QFile::ExeGroup | QFile::ExeOther | QFile::ReadOther), 0);
+    EXPECT_EQ(QFileInfo(table.path()).permissions() & (QFile::ExeGroup | QFile::ExeOther | QFile::ReadOther),
+              0);
 
     QImage picture(4, 3, QImage::Format_ARGB32);
     picture.fill(Qt::red);
@@ -176,4 +185,59 @@ TEST(Capture, ReadTakesFilesOrWritesTheContentIntoAPrivateFolderOfItsOwn) {
     blank.setText(" \n\t ");
     c = captured(blank);
     EXPECT_TRUE(c.files.isEmpty() && c.emails.isEmpty()) << "nothing to take";
+}
+
+TEST(Capture, FileLocationsAreFilesWhateverComesBesideThem) {
+    // A file manager that adds markup or a Netscape link beside its file URLs.
+    QMimeData withMarkup;
+    withMarkup.setUrls({QUrl::fromLocalFile("/tmp/Notes.pdf"), QUrl::fromLocalFile("/tmp/Letter.eml")});
+    withMarkup.setHtml("<a href=\"file:///tmp/Notes.pdf\">Notes.pdf</a>");
+    withMarkup.setData("_NETSCAPE_URL", "file:///tmp/Notes.pdf");
+    const auto c = captured(withMarkup, QStringLiteral("Files"));
+    EXPECT_EQ(c.files, QStringList{"/tmp/Notes.pdf"});
+    EXPECT_EQ(c.emails, QStringList{"/tmp/Letter.eml"});
+}
+
+TEST(Capture, ItsFolderIsOurOwnInTheRuntimeFolderAndOneMadeBeforeByOthersIsRefused) {
+    const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    const QString root = runtime + "/Mirk Vantle Agents Capture";
+    QMimeData text;
+    text.setText("words");
+    const auto placeOf = [&] {
+        const auto c = captured(text);
+        EXPECT_EQ(c.files.size(), 1);
+        return QFileInfo(QFileInfo(c.files.value(0)).path()).path();
+    };
+    const auto modeOf = [](const QString& path) {
+        struct stat info {};
+        ::lstat(QFile::encodeName(path).constData(), &info);
+        return info.st_mode & 07777;
+    };
+    QDir(root).removeRecursively();
+    EXPECT_EQ(placeOf(), root);
+    EXPECT_EQ(modeOf(root), 0700u);
+
+    // Found with looser modes, or as a link to another folder: not used, and not changed.
+    QDir(root).removeRecursively();
+    ASSERT_TRUE(QDir().mkdir(root, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadOther |
+                                       QFile::ExeOther | QFile::WriteOther));
+    const QString elsewhere = placeOf();
+    EXPECT_NE(elsewhere, root);
+    EXPECT_TRUE(QDir(root).isEmpty());
+    EXPECT_TRUE(elsewhere.startsWith(QDir::tempPath() + "/mirkvantle-capture-")) << elsewhere.toStdString();
+    EXPECT_EQ(modeOf(elsewhere), 0700u);
+    EXPECT_EQ(QFileInfo(elsewhere).ownerId(), ::getuid());
+    QDir(root).removeRecursively();
+    QTemporaryDir target;
+    QFile::setPermissions(target.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    ASSERT_TRUE(QFile::link(target.path(), root));
+    EXPECT_EQ(placeOf(), elsewhere);
+    EXPECT_TRUE(QDir(target.path()).isEmpty());
+    QFile::remove(root);
+
+    // With no runtime folder, a fresh one of this run's own.
+    qunsetenv("XDG_RUNTIME_DIR");
+    EXPECT_EQ(placeOf(), elsewhere);
+    qputenv("XDG_RUNTIME_DIR", QFile::encodeName(runtime));
+    QDir(elsewhere).removeRecursively();
 }

@@ -1,4 +1,5 @@
 #include "time/DaySummary.h"
+#include "activity/Digest.h"
 #include "support/ReportFixture.h"
 
 #include <gtest/gtest.h>
@@ -112,4 +113,19 @@ TEST(DaySummary, ReadsTheDaysLogAndAnEmptyDayIsEmpty) {
     ReportFixture::writeLog(day, d.spans);
     EXPECT_EQ(DaySummary::of(day).preview(), QStringLiteral("Spreadsheet — 15m: „Budget.ods”"));
     EXPECT_TRUE(DaySummary::of(day.addDays(1)).lines.isEmpty());
+}
+
+TEST(DaySummary, AnApplicationRenamedByALanguageChangeStaysOneRowUnderItsLatestName) {
+    const QString files = QStringLiteral("org.gnome.Nautilus");
+    const QList<ActivitySpan> spans{
+        ReportFixture::span(day, QTime(9, 0), 1200, "Files", std::nullopt, files),
+        ReportFixture::span(day, QTime(9, 20), 900, "Terminal", std::nullopt, QStringLiteral("xterm")),
+        ReportFixture::span(day, QTime(9, 35), 1200, "Failid", std::nullopt, files)};
+    const DaySummary summary = DaySummary::of(spans);
+    EXPECT_EQ(apps(summary), (QStringList{"Failid", "Terminal"}));
+    EXPECT_DOUBLE_EQ(summary.lines[0].duration, 2400);
+    const auto digest = Digest::make(day, spans);
+    ASSERT_TRUE(digest);
+    EXPECT_EQ(digest->appTotals,
+              (std::vector<std::pair<QString, double>>{{"Failid", 2400}, {"Terminal", 900}}));
 }

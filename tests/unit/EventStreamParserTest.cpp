@@ -94,4 +94,17 @@ TEST(EventStreamParser, OversizedLinesAndEventsAreDroppedAndTheStreamGoesOn) {
     parser.reset();
     parser.feed("\ndata: z\n\n");
     EXPECT_EQ(events.back(), (std::pair<QString, QString>{"message", "z"}));
+
+    // Under a limit of its own, carriage returns take no room, however the line arrives.
+    for (const qsizetype piece : {1, 3, 100}) {
+        EventStreamParser small(10);
+        Events got;
+        small.onEvent = [&](const QString& e, const QString& d) { got.emplace_back(e, d); };
+        const QByteArray bytes = "data:\r\r\r\rabcde\n\n";
+        for (qsizetype at = 0; at < bytes.size(); at += piece) {
+            small.feed(bytes.mid(at, piece));
+        }
+        EXPECT_EQ(got, (Events{{"message", "abcde"}})) << piece;
+        EXPECT_FALSE(small.overflowed()) << piece;
+    }
 }

@@ -106,3 +106,19 @@ TEST_F(ExtractLinksTest, CleaningStepsRunInOrder) {
     EXPECT_EQ(text("Tere , kuidas läheb ?"), QStringLiteral("Tere, kuidas läheb?"));
     EXPECT_EQ(text("  \n padded \n\n"), QStringLiteral("padded"));
 }
+
+TEST_F(ExtractLinksTest, AnyAnswerIsReadInOnePassWhateverItHolds) {
+    // Each of these took a walk over the rest of the text from every place: a million characters
+    // would not have ended.
+    constexpr int many = 1000000;
+    const QString brackets(many, QLatin1Char('['));
+    EXPECT_EQ(text(brackets), brackets);
+    EXPECT_EQ(text(brackets, true), brackets.chopped(1)) << "only the last could still become a link";
+    QString targets;
+    for (int i = 0; i < many / 8; ++i) {
+        targets += QStringLiteral("[x](/a(b");
+    }
+    EXPECT_EQ(text(targets), targets);
+    EXPECT_EQ(links(targets + "[y](/c)").size(), 1);
+    EXPECT_EQ(text(QString(many, QLatin1Char(' ')) + "x ?"), QStringLiteral("x?"));
+}

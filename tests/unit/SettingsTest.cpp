@@ -6,6 +6,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QLocale>
 #include <QSettings>
 
@@ -86,6 +87,26 @@ TEST_F(SettingsTest, KeysHoldingAddressesSurviveTheFile) {
     EXPECT_EQ(keys, (QStringList{key, QStringLiteral("thread.https://acme.example/app.lirra")}));
     Settings::remove(key);
     EXPECT_FALSE(Settings::contains(key));
+
+    // The user's alone: 0600 in a 0700 folder, made so or tightened when opened, kept by writes.
+    const QString folder = TestEnvironment::root() + QStringLiteral("/config/private");
+    const QString loose = folder + QStringLiteral("/loose.conf");
+    QDir().mkpath(folder);
+    QFile(loose).open(QIODevice::WriteOnly);
+    QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadOther |
+                                      QFile::ExeOther);
+    QFile::setPermissions(loose, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther);
+    for (const QString& file : {loose, folder + QStringLiteral("/new/fresh.conf")}) {
+        Settings::useFile(file);
+        Settings::setValue(key, 1);
+        Settings::sync();
+        EXPECT_EQ(QFile::permissions(file),
+                  QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser)
+            << file.toStdString();
+        EXPECT_EQ(QFile::permissions(QFileInfo(file).path()), QFile::ReadOwner | QFile::WriteOwner |
+                                                                  QFile::ExeOwner | QFile::ReadUser |
+                                                                  QFile::WriteUser | QFile::ExeUser);
+    }
 }
 
 TEST_F(SettingsTest, CorruptOrUnwritableFileLeavesDefaultsInForce) {

@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
+#include <QLocale>
 #include <QSet>
 #include <QStandardPaths>
 
@@ -48,8 +49,24 @@ QString unescaped(QStringView value) {
 // The keys read of an entry; the rest, translations of every other text above all, are skipped.
 constexpr QByteArrayView wantedKeys[] = {"Type", "Name", "Name[et]", "StartupWMClass", "Hidden"};
 
-// Those keys of the [Desktop Entry] group; later groups (actions) are of no interest.
-QHash<QByteArrayView, QString> mainGroup(const QByteArray& text) {
+// Each folder that may hold entries, its subfolders included, with the time it last changed; an
+// entry added or removed changes its folder's time. A folder that does not exist has no time.
+QList<std::pair<QString, QDateTime>> folderTimes() {
+    QList<std::pair<QString, QDateTime>> times;
+    for (const QString& folder : QStandardPaths::standardLocations(QStandardPaths::ApplicationsLocation)) {
+        times.append({folder, QFileInfo(folder).lastModified()});
+        QDirIterator it(folder, QDir::Dirs | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
+        while (it.hasNext()) {
+            it.next();
+            times.append({it.filePath(), it.fileInfo().lastModified()});
+        }
+    }
+    return times;
+}
+
+} // namespace
+
+QHash<QByteArrayView, QString> DesktopEntries::mainGroup(const QByteArray& text) {
     QHash<QByteArrayView, QString> keys;
     bool inside = false;
     for (qsizetype start = 0; start < text.size();) {
@@ -77,22 +94,9 @@ QHash<QByteArrayView, QString> mainGroup(const QByteArray& text) {
     return keys;
 }
 
-// Each folder that may hold entries, its subfolders included, with the time it last changed; an
-// entry added or removed changes its folder's time. A folder that does not exist has no time.
-QList<std::pair<QString, QDateTime>> folderTimes() {
-    QList<std::pair<QString, QDateTime>> times;
-    for (const QString& folder : QStandardPaths::standardLocations(QStandardPaths::ApplicationsLocation)) {
-        times.append({folder, QFileInfo(folder).lastModified()});
-        QDirIterator it(folder, QDir::Dirs | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
-        while (it.hasNext()) {
-            it.next();
-            times.append({it.filePath(), it.fileInfo().lastModified()});
-        }
-    }
-    return times;
+AppLanguage DesktopEntries::desktopLanguage() {
+    return QLocale::system().language() == QLocale::Estonian ? AppLanguage::et : AppLanguage::en;
 }
-
-} // namespace
 
 std::optional<QString> DesktopEntries::name(const QString& windowClass, const QString& instance,
                                             AppLanguage language) {

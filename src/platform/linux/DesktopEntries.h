@@ -20,6 +20,12 @@ class DesktopEntries {
 public:
     // The entry's name in that language, else its plain name; none when no entry matches.
     std::optional<QString> name(const QString& windowClass, const QString& instance, AppLanguage language);
+    // The language the desktop speaks, for names in the record: unlike the program's own, it
+    // does not change while the program runs.
+    static AppLanguage desktopLanguage();
+    // The keys of an entry's [Desktop Entry] group that names are made of, escapes undone; later
+    // groups (actions) and all other keys are skipped.
+    static QHash<QByteArrayView, QString> mainGroup(const QByteArray& text);
 
 private:
     struct Names {

@@ -1,7 +1,7 @@
 #include "platform/linux/X11ActiveWindow.h"
 
-#include "app/Language.h"
 #include "base/Text.h"
+#include "platform/linux/CompoundText.h"
 #include "platform/linux/X11.h"
 
 #include <QCoreApplication>
@@ -68,38 +68,6 @@ std::optional<QString> shortened(const QString& title) {
         return std::nullopt;
     }
     return base::truncated(out, maxTitleLength);
-}
-
-// COMPOUND_TEXT, as xterm and other older clients write titles: Latin-1 text, with stretches of
-// UTF-8 between ESC % G and ESC % @. Other character sets are rare in titles; their escapes are
-// dropped and their bytes read as Latin-1.
-QString compoundText(const QByteArray& bytes) {
-    QString out;
-    QByteArray utf8;
-    bool inUtf8 = false;
-    for (qsizetype i = 0; i < bytes.size(); ++i) {
-        if (bytes.at(i) != '\x1b') {
-            if (inUtf8) {
-                utf8 += bytes.at(i);
-            } else {
-                out += QChar(static_cast<uchar>(bytes.at(i)));
-            }
-            continue;
-        }
-        // An escape: intermediate bytes, then one final byte.
-        qsizetype end = i + 1;
-        while (end < bytes.size() && bytes.at(end) >= 0x20 && bytes.at(end) <= 0x2f) {
-            ++end;
-        }
-        const QByteArray sequence = bytes.mid(i + 1, end - i);
-        if (inUtf8 && sequence != "%G") {
-            out += QString::fromUtf8(utf8);
-            utf8.clear();
-        }
-        inUtf8 = sequence == "%G";
-        i = end;
-    }
-    return out + QString::fromUtf8(utf8);
 }
 
 } // namespace
@@ -180,8 +148,8 @@ std::optional<FrontApplication> X11ActiveWindow::frontmost() {
     }
     if (names) {
         front.identifier = names->name.isEmpty() ? names->instance : names->name;
-        front.name =
-            entries.name(names->name, names->instance, Language::current()).value_or(front.identifier);
+        front.name = entries.name(names->name, names->instance, DesktopEntries::desktopLanguage())
+                         .value_or(front.identifier);
     }
     return front;
 }
@@ -203,7 +171,7 @@ std::optional<QString> X11ActiveWindow::focusedWindowTitle() {
         return shortened(QString::fromUtf8(plain.bytes));
     }
     if (plain.type == x11::atom(connection, "COMPOUND_TEXT")) {
-        return shortened(compoundText(plain.bytes));
+        return shortened(x11::compoundText(plain.bytes));
     }
     return shortened(QString::fromLatin1(plain.bytes));
 }
