@@ -1,10 +1,10 @@
 #include "platform/linux/ReportedActiveWindow.h"
 
-#include "app/Language.h"
 #include "base/Text.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
+#include <QRegularExpression>
 
 namespace platform {
 namespace {
@@ -35,10 +35,12 @@ std::optional<FrontApplication> ReportedActiveWindow::frontmost() {
     // The desktop entry named by the desktop wins; else the one that claims the class or app id.
     std::optional<QString> name;
     if (!front->desktopFile.isEmpty()) {
-        name = entries.name(QString(), front->desktopFile, Language::current());
+        QString id = front->desktopFile;
+        id.remove(QRegularExpression(QStringLiteral("\\.desktop$")));
+        name = entries.name(QString(), id, DesktopEntries::desktopLanguage());
     }
     if (!name) {
-        name = entries.name(primary, front->appID, Language::current());
+        name = entries.name(primary, front->appID, DesktopEntries::desktopLanguage());
     }
     out.name = name.value_or(out.identifier);
     return out;
