@@ -4,7 +4,6 @@
 
 #include <QCoreApplication>
 #include <QFileInfo>
-#include <QRegularExpression>
 
 namespace platform {
 namespace {
@@ -35,8 +34,9 @@ std::optional<FrontApplication> ReportedActiveWindow::frontmost() {
     // The desktop entry named by the desktop wins; else the one that claims the class or app id.
     std::optional<QString> name;
     if (!front->desktopFile.isEmpty()) {
-        QString id = front->desktopFile;
-        id.remove(QRegularExpression(QStringLiteral("\\.desktop$")));
+        const QString suffix = QStringLiteral(".desktop");
+        const QString id = front->desktopFile.endsWith(suffix) ? front->desktopFile.chopped(suffix.size())
+                                                               : front->desktopFile;
         name = entries.name(QString(), id, DesktopEntries::desktopLanguage());
     }
     if (!name) {
