@@ -28,3 +28,21 @@ class ShortcutRelay {
             Gio.DBusCallFlags.NO_AUTO_START, -1, null, null);
     }
 }
+
+// What the extension does while it is on: both halves, started and stopped together.
+class AgentsExtensionParts {
+    constructor(settings) {
+        this._reporter = new FrontReporter();
+        this._shortcuts = new ShortcutRelay(settings);
+    }
+
+    start() {
+        this._reporter.start();
+        this._shortcuts.start();
+    }
+
+    stop() {
+        this._shortcuts.stop();
+        this._reporter.stop();
+    }
+}

@@ -1,17 +1,13 @@
 
 class MirkVantleAgentsExtension {
     enable() {
-        this._reporter = new FrontReporter();
-        this._reporter.start();
-        this._shortcuts = new ShortcutRelay(ExtensionUtils.getSettings('app.mirkvantle.Agents.shortcuts'));
-        this._shortcuts.start();
+        this._parts = new AgentsExtensionParts(ExtensionUtils.getSettings('app.mirkvantle.Agents.shortcuts'));
+        this._parts.start();
     }
 
     disable() {
-        this._shortcuts.stop();
-        this._shortcuts = null;
-        this._reporter.stop();
-        this._reporter = null;
+        this._parts.stop();
+        this._parts = null;
     }
 }
 
