@@ -27,10 +27,9 @@ void showKey(QAction& action, const QKeySequence& keys) {
 } // namespace
 
 StatusMenu::StatusMenu(AppDelegate& a, QObject* parent)
-    : QObject(parent), timer(TimeTracker::shared()), app(a), idleIcon(TrayArtwork::icon(false)),
-      runningIcon(TrayArtwork::icon(true)) {
+    : QObject(parent), timer(TimeTracker::shared()), app(a) {
     menu.setTitle(QLatin1String(AppIdentity::name));
-    item.setIcon(idleIcon);
+    item.setIcon(TrayArtwork::icon(false, 0));
     item.setToolTip(QLatin1String(AppIdentity::name));
     connect(&menu, &QMenu::aboutToShow, this, &StatusMenu::menuNeedsUpdate);
     item.setContextMenu(&menu);
@@ -50,7 +49,14 @@ StatusMenu::StatusMenu(AppDelegate& a, QObject* parent)
         }
     };
     timer.start();
+    if (app.stage) {
+        connect(app.stage, &StageViewController::waitingChanged, this, &StatusMenu::showTimer);
+    }
     showTimer();
+}
+
+int StatusMenu::waitingCount() const {
+    return app.stage ? app.stage->waitingCount() : 0;
 }
 
 StatusMenu::~StatusMenu() {
@@ -63,17 +69,28 @@ bool StatusMenu::isInTray() {
 
 void StatusMenu::showTimer() {
     const auto title = timer.runningTitle();
+    QString tip;
     if (title != std::nullopt) {
         const QString label = timer.state->active->label();
-        item.setToolTip(title->trimmed() + QLatin1Char('\n') +
-                        base::pick(QStringLiteral("Timer: "), QStringLiteral("Taimer: ")) + label);
+        tip = title->trimmed() + QLatin1Char('\n') +
+              base::pick(QStringLiteral("Timer: "), QStringLiteral("Taimer: ")) + label;
+    } else if (!VantleClient::isConfigured()) {
+        tip = QLatin1String(AppIdentity::name) + QLatin1Char('\n') +
+              base::pick(QStringLiteral("Not connected to Vantle"), QStringLiteral("Vantlega ühendamata"));
     } else {
-        item.setToolTip(QLatin1String(AppIdentity::name));
+        tip = QLatin1String(AppIdentity::name);
     }
+    const int waiting = waitingCount();
+    if (waiting > 0) {
+        tip += QLatin1Char('\n') +
+               base::pick(QStringLiteral("Waiting: %1"), QStringLiteral("Ootel: %1")).arg(waiting);
+    }
+    item.setToolTip(tip);
     const bool running = title.has_value();
-    if (running != showsRunning) {
+    if (running != showsRunning || waiting != showsWaiting) {
         showsRunning = running;
-        item.setIcon(running ? runningIcon : idleIcon);
+        showsWaiting = waiting;
+        item.setIcon(TrayArtwork::icon(running, waiting));
     }
 }
 
@@ -95,6 +112,13 @@ void StatusMenu::addRows(QMenu& to, Rows rows) {
             }
         };
     };
+
+    // What waits for the balloon, the next one shown at once.
+    if (const int waiting = waitingCount(); waiting > 0) {
+        to.addAction(base::pick(QStringLiteral("Waiting (%1)"), QStringLiteral("Ootel (%1)")).arg(waiting),
+                     &to, onStage([](StageViewController& s) { s.showNextWaiting(); }));
+        to.addSeparator();
+    }
 
     if (all) {
         auto* chat = to.addAction(base::pick(QStringLiteral("Chat…"), QStringLiteral("Vestle…")), &to,

@@ -1,5 +1,6 @@
 #include "workspace/TokenStore.h"
 
+#include "app/Settings.h"
 #include "base/Clock.h"
 #include "base/Scheduler.h"
 #include "workspace/VantleClientExchange.h"
@@ -79,6 +80,8 @@ QCoro::Task<> TokenStore::run(std::shared_ptr<Exchange> exchange, int startedIn)
     if (result && gen == startedIn) {
         const double lifetime = std::max(result->expiresIn - 60.0, 30.0);
         current = Cached{result->token, base::Clock::now().addMSecs(static_cast<qint64>(lifetime * 1000.0))};
+        // From now on a refusal of this key means it was withdrawn, not mistyped.
+        Settings::setValue(QLatin1String(Settings::Key::keyWorked), true);
     }
     if (gen == startedIn && pending == exchange) {
         pending.reset();

@@ -165,9 +165,16 @@ TEST_F(StatusMenuTest, TheRowsFollowTheTimerInBothLanguagesAndTheIconShowsItRunn
     EXPECT_FALSE(status->showsRunning);
     EXPECT_EQ(opened().mid(2, 2), (QStringList{"-", "Agents"}));
 
-    // Without a desktop key: no timer rows either, and a hidden figure offers itself back.
+    // Without a desktop key: no timer rows either, the icon plain at once, and a hidden figure
+    // offers itself back.
+    stage->closeChat();
+    stage->startTimer(std::nullopt);
+    ASSERT_TRUE(spinUntil([&] { return status->showsRunning; }));
+    stage->closeChat();
     services.secretStore->secrets.remove(QLatin1String(Keychain::desktopKeyAccount));
-    TimeTracker::shared().refresh();
+    TimeTracker::shared().forgetWorkspace();
+    EXPECT_FALSE(status->showsRunning) << "the key is gone: no frozen green clock";
+    EXPECT_EQ(status->item.toolTip(), "Mirk Vantle Agents\nNot connected to Vantle");
     stage->playerWantsToDisappear(stage->player());
     run(3);
     const QStringList keyless = opened();
@@ -175,6 +182,44 @@ TEST_F(StatusMenuTest, TheRowsFollowTheTimerInBothLanguagesAndTheIconShowsItRunn
     row(status->menu, "Show Agent")->trigger();
     run(3);
     EXPECT_FALSE(stage->player().isHidden);
+}
+
+TEST_F(StatusMenuTest, TheTrayCountsTheWaitingNoticesAndShowsTheNextOneAtOnce) {
+    stage->openChat(true);
+    push({{"agentId", "dorn"}, {"title", "First"}, {"message", "One"}});
+    push({{"agentId", "dorn"}, {"title", "Second"}, {"message", "Two"}});
+    ASSERT_TRUE(runUntil([&] { return status->showsWaiting == 2; }));
+    EXPECT_EQ(status->item.toolTip(), "Mirk Vantle Agents\nWaiting: 2");
+    EXPECT_EQ(opened().first(), "Waiting (2)");
+    Settings::setValue(QLatin1String(Settings::Key::language), QStringLiteral("et"));
+    EXPECT_EQ(opened().first(), "Ootel (2)");
+    Settings::setValue(QLatin1String(Settings::Key::language), QStringLiteral("en"));
+
+    // The row shows the oldest at once, over the open chat.
+    row(status->menu, "Ootel")->trigger();
+    EXPECT_EQ(message(), "One");
+    EXPECT_EQ(status->showsWaiting, 1);
+    EXPECT_EQ(status->item.toolTip(), "Mirk Vantle Agents\nWaiting: 1");
+    ASSERT_TRUE(runUntil([&] { return message() == "Two"; }));
+    EXPECT_EQ(status->showsWaiting, 0);
+    EXPECT_EQ(status->item.toolTip(), "Mirk Vantle Agents");
+    EXPECT_EQ(opened().first(), "Chat…\tCtrl+Alt+Space");
+
+    // The count is drawn on the icon: red in the lower right, none without waiting notices.
+    const auto red = [](const QImage& image) {
+        int count = 0;
+        for (int y = image.height() / 2; y < image.height(); ++y) {
+            for (int x = image.width() / 2; x < image.width(); ++x) {
+                const QColor c = image.pixelColor(x, y);
+                count += c.alpha() > 200 && c.red() > c.green() + 120 ? 1 : 0;
+            }
+        }
+        return count;
+    };
+    for (const int size : TrayArtwork::sizes) {
+        EXPECT_GT(red(TrayArtwork::image(size, false, 3)), size) << size;
+        EXPECT_EQ(red(TrayArtwork::image(size, true, 0)), 0) << size;
+    }
 }
 
 TEST_F(StatusMenuTest, MuteSilencesAtOnceAndTheArtworkHasARimAtEverySize) {
@@ -194,7 +239,7 @@ TEST_F(StatusMenuTest, MuteSilencesAtOnceAndTheArtworkHasARimAtEverySize) {
     // Light fill and dark rim at every size, so the icon shows on any panel; green while running.
     for (const int size : TrayArtwork::sizes) {
         for (const bool running : {false, true}) {
-            const QImage image = TrayArtwork::image(size, running);
+            const QImage image = TrayArtwork::image(size, running, 0);
             int light = 0, dark = 0, green = 0;
             for (int y = 0; y < size; ++y) {
                 for (int x = 0; x < size; ++x) {
