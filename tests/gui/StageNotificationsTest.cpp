@@ -1,11 +1,14 @@
 #include "app/Settings.h"
 #include "character/CharacterPlayer.h"
+#include "stage/BalloonPanel.h"
+#include "stage/BalloonSurface.h"
 #include "stage/MessageText.h"
 #include "stage/PillButton.h"
 #include "support/SpinUntil.h"
 #include "support/StageFixture.h"
 #include "workspace/VantleClient.h"
 
+#include <QApplication>
 #include <QFile>
 #include <QJsonArray>
 #include <QLabel>
@@ -448,8 +451,29 @@ TEST_F(StageNotificationsTest, AnUndecidedApprovalStaysUntilDecidedHereOrInTheWo
     pushApproval(
         {{"id", "ap-9"}, {"agent", "Dorn"}, {"action", "Pay 4 800 € to Mäe Ehitus"}, {"risk", "high"}});
     ASSERT_TRUE(runUntil([&] { return stage->balloonPanel && balloon().isDeciding(); }));
-    QTest::keyClicks(balloon().input(), QStringLiteral("Not before Friday"));
+
+    // No decision by accident: only the card and the input bar take clicks, the window's first
+    // focus is the comment, a button holds the keyboard only when tabbed to, and Return in the
+    // comment sends nothing.
+    BalloonPanel& panel = *stage->balloonPanel;
+    const QRegion taking = services.windowTraits->inputRegions.value(panel.windowHandle());
+    const QRect card = balloon().card()->geometry().translated(balloon().pos());
+    const QRect bar = balloon().inputSurface()->geometry().translated(balloon().pos());
+    EXPECT_TRUE(taking.contains(card.center()));
+    EXPECT_TRUE(taking.contains(bar.center()));
+    EXPECT_FALSE(taking.contains(QPoint(bar.center().x(), (card.bottom() + bar.top()) / 2))) << "the strip";
+    EXPECT_FALSE(taking.contains(QPoint(1, 1)));
+    panel.makeKeyAndOrderFront();
+    ASSERT_TRUE(spinUntil([&] { return panel.isActiveWindow(); }));
+    EXPECT_EQ(QApplication::focusWidget(), balloon().input());
+    balloon().approveButton()->setFocus(Qt::ActiveWindowFocusReason);
+    EXPECT_EQ(QApplication::focusWidget(), balloon().input());
+    balloon().approveButton()->setFocus(Qt::TabFocusReason);
+    EXPECT_EQ(QApplication::focusWidget(), balloon().approveButton()) << "tabbed there on purpose";
+    balloon().input()->setFocus();
+    QTest::keyClicks(QApplication::focusWidget(), QStringLiteral("Not before Friday"));
     QTest::keyClick(balloon().input(), Qt::Key_Return);
+    EXPECT_EQ(balloon().input()->text(), QStringLiteral("Not before Friday"));
 
     // A link's words, an upload's result and a newer notice all wait behind it.
     stage->say(QStringLiteral("From a link"));

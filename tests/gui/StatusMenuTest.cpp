@@ -170,6 +170,7 @@ TEST_F(StatusMenuTest, TheRowsFollowTheTimerInBothLanguagesAndTheIconShowsItRunn
     stage->closeChat();
     stage->startTimer(std::nullopt);
     ASSERT_TRUE(spinUntil([&] { return status->showsRunning; }));
+    ASSERT_TRUE(runUntil([&] { return stage->balloonPanel && message().startsWith("Timer started"); }));
     stage->closeChat();
     services.secretStore->secrets.remove(QLatin1String(Keychain::desktopKeyAccount));
     TimeTracker::shared().forgetWorkspace();
