@@ -185,8 +185,13 @@ void StageViewController::showDecisionOutcome(const VantleApproval& approval, bo
     } else {
         text = base::pick(QStringLiteral("Declined."), QStringLiteral("Tagasi lükatud."));
     }
+    // The title says what happened; only an approval carries the green check.
+    panel.balloon().setTitle(approve
+                                 ? base::pick(QStringLiteral("Approved"), QStringLiteral("Kinnitatud"))
+                                 : base::pick(QStringLiteral("Declined"), QStringLiteral("Tagasi lükatud")));
     panel.balloon().setInputShown(false);
-    panel.balloon().showMessage(text, true, std::nullopt, false, BalloonStatus::success);
+    panel.balloon().showMessage(text, true, std::nullopt, false,
+                                approve ? BalloonStatus::success : BalloonStatus::none);
     placeBalloon();
     playNext(approve ? QStringList{QStringLiteral("Congratulate"), QStringLiteral("Explain")}
                      : QStringList{QStringLiteral("Reassure"), QStringLiteral("Explain")});

@@ -71,9 +71,10 @@ void StatusMenu::showTimer() {
     const auto title = timer.runningTitle();
     QString tip;
     if (title != std::nullopt) {
-        const QString label = timer.state->active->label();
-        tip = title->trimmed() + QLatin1Char('\n') +
-              base::pick(QStringLiteral("Timer: "), QStringLiteral("Taimer: ")) + label;
+        // The project once, whole: the icon's title may have cut it.
+        tip = QLatin1String(AppIdentity::name) + QLatin1Char('\n') +
+              base::pick(QStringLiteral("Timer: "), QStringLiteral("Taimer: ")) +
+              timer.elapsed().value_or(QString()) + QStringLiteral(" · ") + timer.state->active->label();
     } else if (!VantleClient::isConfigured()) {
         tip = QLatin1String(AppIdentity::name) + QLatin1Char('\n') +
               base::pick(QStringLiteral("Not connected to Vantle"), QStringLiteral("Vantlega ühendamata"));

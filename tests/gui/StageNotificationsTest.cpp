@@ -359,6 +359,7 @@ TEST_F(StageNotificationsTest, AnApprovalIsDecidedInTheBalloonAndTheAgentSaysWha
     EXPECT_EQ(balloon().status(), BalloonStatus::working);
     ASSERT_TRUE(runUntil([&] { return balloon().status() == BalloonStatus::success; }));
     EXPECT_EQ(message(), QStringLiteral("Approved. Dorn takes it from here."));
+    EXPECT_EQ(balloon().title(), QStringLiteral("Approved"));
     EXPECT_FALSE(balloon().isInputShown());
     EXPECT_EQ(bodiesTo("/api/approvals/ap-1/approve"), QList<QByteArray>{R"({"decisionNote":"Go ahead"})"})
         << "one decision, however often the buttons were pressed";
@@ -389,8 +390,9 @@ TEST_F(StageNotificationsTest, DeclineReviewAndARefusalThatCanBeTriedAgain) {
     EXPECT_TRUE(balloon().declineButton()->isEnabled());
     EXPECT_EQ(balloon().input()->text(), QStringLiteral("Too expensive")) << "the comment stays";
     balloon().declineButton()->click();
-    ASSERT_TRUE(runUntil([&] { return balloon().status() == BalloonStatus::success; }));
-    EXPECT_EQ(message(), QStringLiteral("Declined. Dorn has your comment."));
+    ASSERT_TRUE(shows("Declined. Dorn has your comment."));
+    EXPECT_EQ(balloon().status(), BalloonStatus::none) << "a rejection carries no green check";
+    EXPECT_EQ(balloon().title(), QStringLiteral("Declined"));
     EXPECT_EQ(bodiesTo("/api/approvals/ap-2/reject").size(), 2);
 
     // Declined without a word, in Estonian.
@@ -399,6 +401,7 @@ TEST_F(StageNotificationsTest, DeclineReviewAndARefusalThatCanBeTriedAgain) {
     ASSERT_TRUE(runUntil([&] { return stage->balloonPanel && balloon().isDeciding(); }));
     balloon().declineButton()->click();
     ASSERT_TRUE(shows("Tagasi lükatud."));
+    EXPECT_EQ(balloon().title(), QStringLiteral("Tagasi lükatud"));
     EXPECT_EQ(bodiesTo("/api/approvals/ap-3/reject"), QList<QByteArray>{"{}"});
 
     // Review opens the workspace's page, marks read and closes; nothing is decided.

@@ -117,7 +117,7 @@ TEST_F(StatusMenuTest, TheRowsFollowTheTimerInBothLanguagesAndTheIconShowsItRunn
     ASSERT_TRUE(spinUntil([&] { return countOf("POST", entriesPath) == 1; }));
     ASSERT_TRUE(spinUntil([&] { return status->showsRunning; }));
     EXPECT_FALSE(stage->balloonPanel);
-    EXPECT_EQ(status->item.toolTip(), "0:00 · Without a project\nTimer: Without a project");
+    EXPECT_EQ(status->item.toolTip(), "Mirk Vantle Agents\nTimer: 0:00 · Without a project");
     EXPECT_EQ(opened()[3], "Stop Timer — Without a project · 0:00");
 
     Settings::setValue(QLatin1String(Settings::Key::language), QStringLiteral("et"));
@@ -126,7 +126,7 @@ TEST_F(StatusMenuTest, TheRowsFollowTheTimerInBothLanguagesAndTheIconShowsItRunn
                            "-", "Agendid", "Peida agent", "-", "Ava Vantle", "Vaigista helid",
                            "Seaded…\tCtrl+,", "-", "Sulge Mirk Vantle Agents\tCtrl+Q"}));
     status->showTimer();
-    EXPECT_EQ(status->item.toolTip(), "0:00 · Projektita\nTaimer: Projektita");
+    EXPECT_EQ(status->item.toolTip(), "Mirk Vantle Agents\nTaimer: 0:00 · Projektita");
 
     // Stopped from the menu with Pelka on stage: her notice says what was spent.
     Settings::setValue(QLatin1String(Settings::Key::language), QStringLiteral("en"));
@@ -140,19 +140,21 @@ TEST_F(StatusMenuTest, TheRowsFollowTheTimerInBothLanguagesAndTheIconShowsItRunn
     EXPECT_EQ(status->item.toolTip(), "Mirk Vantle Agents");
     stage->closeChat();
 
-    // The recent entry is offered again, above the fixed row; a long one is cut in the title only.
+    // A recent entry without a project is the fixed row, not offered twice; a long label is cut
+    // in the title only.
     refreshed();
+    ASSERT_EQ(TimeTracker::shared().recent.size(), 1);
     status->menuNeedsUpdate();
     start = row(status->menu, "Start Timer")->menu();
     ASSERT_TRUE(start);
-    EXPECT_EQ(rows(*start), (QStringList{"Without a project", "-", "Without a Project", "Other Project…"}));
+    EXPECT_EQ(rows(*start), (QStringList{"Without a Project", "Other Project…"}));
     TimeEntry like;
     like.note = QStringLiteral("Nineteen characters"); // 19
     stage->startTimer(like);
     ASSERT_TRUE(runUntil([&] { return stage->balloonPanel && message().startsWith("Timer started: "); }));
     EXPECT_EQ(message(), "Timer started: Nineteen characters");
     ASSERT_TRUE(spinUntil([&] { return status->item.toolTip().contains("Nineteen"); }));
-    EXPECT_EQ(status->item.toolTip(), "0:00 · Nineteen characte…\nTimer: Nineteen characters");
+    EXPECT_EQ(status->item.toolTip(), "Mirk Vantle Agents\nTimer: 0:00 · Nineteen characters");
 
     // The workspace switches time tracking off while an entry runs: only the icon, no timer rows.
     fault(statePath,
