@@ -74,7 +74,7 @@ void StageViewController::enqueue(NoticeQueue::Entry entry) {
 }
 
 bool StageViewController::mustWait(std::function<void()> show) {
-    if (!openApproval && !noticeArriving && !readingTime.isActive()) {
+    if (!openApproval && !noticeArriving) {
         return false;
     }
     enqueue({base::Clock::now(), std::nullopt, std::move(show), false, QString(), false, false});

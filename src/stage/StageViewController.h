@@ -290,7 +290,8 @@ signals:
 private:
     // The balloon is the active window and takes input: the user is in a conversation.
     bool isChatOpen() const;
-    // A message of the program's own waits while an approval or a fresh notice holds the balloon.
+    // A message of the program's own waits while an approval holds the balloon or a notice is on
+    // its way to it.
     bool mustWait(std::function<void()> show);
     void enqueue(NoticeQueue::Entry entry);
     // Soon, once the current handler has returned: the next notice, if the balloon is free.
