@@ -77,6 +77,10 @@ void AppDelegate::applicationDidFinishLaunching() {
         if (!self) {
             return;
         }
+        // A first start without a key: the figure says once how to connect it.
+        if (self->stage && !VantleClient::isConfigured() && !CharacterSheet::available().isEmpty()) {
+            self->stage->announceNotConnected();
+        }
         const auto links = self->waitingLinks.value_or(QList<QUrl>{});
         self->waitingLinks.reset();
         for (const auto& url : links) {
@@ -137,6 +141,7 @@ void AppDelegate::workspaceDidChange() {
     // timer and the settings' check alike.
     VantleClient::reset();
     announcedKeyEnded = false;
+    Settings::remove(QLatin1String(Settings::Key::keyWorked));
     VantleEvents::shared().restart();
     Language::refreshWorkspaceLanguage();
     TimeTracker::shared().forgetWorkspace();
@@ -297,8 +302,15 @@ void AppDelegate::startVantleEvents() {
             self->stage->showVantleNotification(n);
         }
     };
+    events.onNotificationRead = [self](const QString& id) {
+        if (self && self->stage) {
+            self->stage->notificationRead(id);
+        }
+    };
     events.onKeyEnded = [self] {
-        if (!self || self->announcedKeyEnded) {
+        // A key that never worked was mistyped: the settings window says why, the figure keeps quiet.
+        if (!self || self->announcedKeyEnded ||
+            !Settings::boolValue(QLatin1String(Settings::Key::keyWorked))) {
             return;
         }
         self->announcedKeyEnded = true;

@@ -33,6 +33,8 @@ inline constexpr auto language = "language";
 inline constexpr auto workspaceLanguage = "workspaceLanguage";
 inline constexpr auto lastUsedAgent = "lastUsedAgent";
 inline constexpr auto dayEndOffered = "dayEndOffered";
+// The stored desktop key has been accepted by the workspace at least once.
+inline constexpr auto keyWorked = "keyWorked";
 } // namespace Key
 
 // The address used when none is stored.

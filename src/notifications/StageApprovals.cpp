@@ -1,5 +1,6 @@
 #include "stage/StageViewController.h"
 
+#include "base/Clock.h"
 #include "base/Scheduler.h"
 #include "base/Text.h"
 #include "character/CharacterPlayer.h"
@@ -7,6 +8,8 @@
 #include "platform/LinkAction.h"
 #include "stage/BalloonView.h"
 #include "workspace/VantleClient.h"
+
+#include <QLineEdit>
 
 #include <memory>
 #include <utility>
@@ -20,10 +23,29 @@ constexpr double outcomeSeconds = 5.0;
 } // namespace
 
 void StageViewController::presentDecision(const QString& id, const VantleNotification& n) {
+    presentDecision(id, NoticeQueue::Entry{base::Clock::now(), n, nullptr, true, QString(), false, false});
+}
+
+void StageViewController::setApprovalAside() {
+    if (!openApproval) {
+        return;
+    }
+    NoticeQueue::Entry entry = std::move(*openApproval);
+    openApproval.reset();
+    if (balloonPanel && balloonPanel->balloon().isDeciding()) {
+        entry.comment = balloonPanel->balloon().input()->text();
+    }
+    entry.shownBefore = true;
+    enqueue(std::move(entry));
+}
+
+void StageViewController::presentDecision(const QString& id, const NoticeQueue::Entry& entry) {
+    const VantleNotification& n = *entry.notification;
     const quint64 shown = ++presentedNotifications;
     appearIfHidden();
     // The user's focus stays where it was.
     BalloonPanel& panel = makeBalloon(false);
+    openApproval = entry;
     chatSession.cancel();
     autoDismissWorkItem.cancel();
     pendingAction = nullptr;
@@ -35,23 +57,31 @@ void StageViewController::presentDecision(const QString& id, const VantleNotific
     player().play({QStringLiteral("GetAttention"), QStringLiteral("Explain")});
 
     QPointer<BalloonPanel> asked(&panel);
-    QCoro::connect(VantleClient::approval(id), this, [this, asked, shown, n](const auto& result) {
+    QCoro::connect(VantleClient::approval(id), this, [this, asked, shown, entry](const auto& result) {
         // Still fetching in the same balloon: not closed, replaced, or turned into a chat.
         if (!asked || balloonPanel != asked || presentedNotifications != shown ||
             asked->balloon().isInputShown() || asked->balloon().isDeciding()) {
             return;
         }
+        const VantleNotification& n = *entry.notification;
+        // Decided meanwhile, here or in the workspace: it has had its turn.
+        if (entry.shownBefore && result && !result->isPending) {
+            openApproval.reset();
+            closeChat();
+            return;
+        }
         // A refusal and a failure to read look the same: the notice as it came.
-        if (!result || !result->canDecide) {
+        if (!result || !result->canDecide || !result->isPending) {
+            openApproval.reset();
             presentPlainNotification(n);
             return;
         }
-        showApproval(*result, *asked, n);
+        showApproval(*result, *asked, n, entry.comment);
     });
 }
 
 void StageViewController::showApproval(const VantleApproval& approval, BalloonPanel& panel,
-                                       const VantleNotification& n) {
+                                       const VantleNotification& n, const QString& comment) {
     BalloonView& balloon = panel.balloon();
     const std::optional<QString> hint =
         approval.isWeighty ? std::optional(base::pick(QStringLiteral("Once approved, this can't be undone."),
@@ -75,6 +105,10 @@ void StageViewController::showApproval(const VantleApproval& approval, BalloonPa
     decision.decline = answer(false);
     decision.review = [self, asking] {
         const VantleNotification& notification = asking->second;
+        // Handed to the workspace's page, where it is decided: it doesn't come back here.
+        if (self) {
+            self->openApproval.reset();
+        }
         VantleClient::markRead(notification.id);
         if (const auto url = notification.to ? VantleClient::dashboardURL(*notification.to) : std::nullopt) {
             platform::openLink(*url);
@@ -85,6 +119,7 @@ void StageViewController::showApproval(const VantleApproval& approval, BalloonPa
     };
     // The decision stays for as long as the user leaves it: no timer closes it.
     balloon.showDecision(approval.detailText(), std::move(decision));
+    balloon.input()->setText(comment);
     placeBalloon();
 }
 
@@ -107,6 +142,13 @@ void StageViewController::decide(const VantleApproval& approval, bool approve,
     QCoro::connect(VantleClient::decide(approval.id, approve, comment), this,
                    [this, current, asked, approval, approve, withComment, n](const auto& failure) {
                        if (!failure) {
+                           // Decided: it neither waits nor comes back.
+                           if (openApproval && openApproval->notification->id == n.id) {
+                               openApproval.reset();
+                           }
+                           if (waiting.remove(n.id)) {
+                               emit waitingChanged(waiting.size());
+                           }
                            // A decision that was sent stays sent, whatever became of the balloon.
                            QCoro::connect(VantleClient::markRead(n.id), this,
                                           [this, current, asked, approval, approve, withComment] {
@@ -143,11 +185,17 @@ void StageViewController::showDecisionOutcome(const VantleApproval& approval, bo
     } else {
         text = base::pick(QStringLiteral("Declined."), QStringLiteral("Tagasi lükatud."));
     }
+    // The title says what happened; only an approval carries the green check.
+    panel.balloon().setTitle(approve
+                                 ? base::pick(QStringLiteral("Approved"), QStringLiteral("Kinnitatud"))
+                                 : base::pick(QStringLiteral("Declined"), QStringLiteral("Tagasi lükatud")));
     panel.balloon().setInputShown(false);
-    panel.balloon().showMessage(text, true, std::nullopt, false, BalloonStatus::success);
+    panel.balloon().showMessage(text, true, std::nullopt, false,
+                                approve ? BalloonStatus::success : BalloonStatus::none);
     placeBalloon();
     playNext(approve ? QStringList{QStringLiteral("Congratulate"), QStringLiteral("Explain")}
                      : QStringList{QStringLiteral("Reassure"), QStringLiteral("Explain")});
+    startReadingTime(text);
     QPointer<StageViewController> self(this);
     QPointer<BalloonPanel> shown(&panel);
     autoDismissWorkItem = base::Scheduler::current().after(outcomeSeconds, [self, shown] {

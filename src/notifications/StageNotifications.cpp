@@ -1,8 +1,11 @@
 #include "stage/StageViewController.h"
 
+#include "base/Clock.h"
+#include "base/Scheduler.h"
 #include "base/Text.h"
 #include "character/CharacterPlayer.h"
 #include "character/CharacterSheet.h"
+#include "panels/DornReportPanel.h"
 #include "platform/LinkAction.h"
 #include "stage/BalloonView.h"
 #include "workspace/VantleClient.h"
@@ -35,45 +38,136 @@ void openInBrowser(const std::optional<QString>& to) {
 } // namespace
 
 bool StageViewController::isChatOpen() const {
-    return balloonPanel && balloonPanel->isActiveWindow() && balloonPanel->balloon().isInputShown();
+    return balloonPanel && balloonPanel->isKey() && balloonPanel->balloon().isInputShown();
+}
+
+bool StageViewController::isBalloonBusy() const {
+    if (noticeArriving || openApproval || isReceivingFiles || handOver || reportPanel) {
+        return true;
+    }
+    if (!balloonPanel) {
+        return false;
+    }
+    const BalloonView& balloon = balloonPanel->balloon();
+    // A question on its way, a report being written, or one of Pelka's questions open.
+    return isChatOpen() || readingTime.isActive() || chatSession.currentTurnId() ||
+           balloon.status() == BalloonStatus::working || !balloon.choices().isEmpty();
 }
 
 void StageViewController::showVantleNotification(const VantleNotification& n) {
-    // The user is talking to an agent: the notification stays unread in the workspace.
-    if (isChatOpen()) {
+    const bool approval = VantleClient::approvalId(n.to).has_value();
+    // Something new is a free moment for an approval that was closed undecided.
+    waiting.wake();
+    enqueue({base::Clock::now(), n, nullptr, approval, QString(), false, false});
+    presentNext();
+}
+
+void StageViewController::notificationRead(const QString& id) {
+    if (waiting.remove(id)) {
+        emit waitingChanged(waiting.size());
+    }
+}
+
+void StageViewController::enqueue(NoticeQueue::Entry entry) {
+    waiting.add(std::move(entry));
+    emit waitingChanged(waiting.size());
+}
+
+bool StageViewController::mustWait(std::function<void()> show) {
+    if (!openApproval && !noticeArriving) {
+        return false;
+    }
+    enqueue({base::Clock::now(), std::nullopt, std::move(show), false, QString(), false, false});
+    return true;
+}
+
+void StageViewController::scheduleNextNotice() {
+    if (waiting.isEmpty()) {
         return;
     }
     QPointer<StageViewController> self(this);
+    nextNoticeStep = base::Scheduler::current().after(0, [self] {
+        if (self) {
+            self->presentNext();
+        }
+    });
+}
+
+void StageViewController::presentNext() {
+    if (isBalloonBusy()) {
+        return;
+    }
+    if (auto entry = waiting.take()) {
+        emit waitingChanged(waiting.size());
+        presentNotice(std::move(*entry));
+    }
+}
+
+void StageViewController::showNextWaiting() {
+    if (waiting.isEmpty() || noticeArriving) {
+        return;
+    }
+    // The user asked for the next one: what the balloon holds gives way, and an approval on
+    // show goes behind it.
+    const auto approval = openApproval ? std::optional(openApproval->notification->id) : std::nullopt;
+    closeChat();
+    if (approval) {
+        waiting.rest(*approval, base::Clock::now());
+    }
+    if (auto entry = waiting.take()) {
+        emit waitingChanged(waiting.size());
+        presentNotice(std::move(*entry));
+    }
+}
+
+void StageViewController::presentNotice(NoticeQueue::Entry entry) {
+    if (!entry.notification) {
+        if (entry.show) {
+            entry.show();
+        }
+        return;
+    }
+    const VantleNotification n = *entry.notification;
+    QPointer<StageViewController> self(this);
+    // The user may open the chat while the agents change places: then it waits again.
+    auto arrive = [self, entry](std::function<void()> present) {
+        if (!self) {
+            return;
+        }
+        self->noticeArriving = false;
+        if (self->isChatOpen()) {
+            self->enqueue(entry);
+            return;
+        }
+        present();
+    };
+    std::optional<VantleAgent> agent = agentOf(n);
+    std::function<void()> present;
     if (n.agentId == QStringLiteral("person")) {
-        auto announce = [self, n] {
-            if (self && !self->isChatOpen()) {
+        agent = VantleAgent::dorn;
+        present = [self, n] {
+            if (self) {
                 self->presentColleagueMessage(n);
             }
         };
-        if (vantleAgent() != VantleAgent::dorn && isInstalled(VantleAgent::dorn)) {
-            bringOn(VantleAgents::rawValue(VantleAgent::dorn), announce);
-        } else {
-            announce();
-        }
-        return;
+    } else {
+        present = [self, entry, n] {
+            if (!self) {
+                return;
+            }
+            if (const auto id = VantleClient::approvalId(n.to)) {
+                self->presentDecision(*id, entry);
+            } else {
+                self->presentPlainNotification(n);
+            }
+        };
     }
-    auto present = [self, n] {
-        if (!self || self->isChatOpen()) {
-            return;
-        }
-        if (const auto id = VantleClient::approvalId(n.to)) {
-            self->presentDecision(*id, n);
-        } else {
-            self->presentPlainNotification(n);
-        }
-    };
-    const auto agent = agentOf(n);
     if (agent && *agent != vantleAgent() && isInstalled(*agent)) {
-        // The user may open the chat while the agents change places; present asks again.
-        bringOn(VantleAgents::rawValue(*agent), present);
+        noticeArriving = true;
+        bringOn(VantleAgents::rawValue(*agent), [arrive, present] { arrive(present); });
         return;
     }
-    present();
+    arrive(present);
 }
 
 void StageViewController::presentColleagueMessage(const VantleNotification& n) {

@@ -47,5 +47,8 @@ std::optional<VantleApproval> VantleApproval::fromJson(const QJsonObject& json, 
     approval.isWeighty = boolean(json, QStringLiteral("reversible")) == false ||
                          string(json, QStringLiteral("risk")) == QStringLiteral("high");
     approval.canDecide = booleanOr(json, QStringLiteral("canDecide"), false);
+    // A status other than pending says it was decided; none says nothing.
+    const auto status = string(json, QStringLiteral("status"));
+    approval.isPending = !status || *status == QStringLiteral("pending");
     return approval;
 }

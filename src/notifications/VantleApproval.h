@@ -14,6 +14,7 @@ struct VantleApproval {
     std::optional<QString> details; // the payload as sent; never blank when present
     bool isWeighty = false;         // it can't be taken back, or it is of high risk
     bool canDecide = false;         // this user may decide it
+    bool isPending = true;          // not yet decided by anyone
 
     // What stands under the action: the rationale, then the details cut to 600 characters,
     // each trimmed, the empty ones left out; empty when nothing is left.

@@ -1,5 +1,6 @@
 #pragma once
 
+class QRegion;
 class QWindow;
 
 namespace platform {
@@ -11,6 +12,9 @@ public:
     virtual ~WindowTraits() = default;
     // On: clicks and hovering go to the windows behind, as if this one were not there.
     virtual void setClickThrough(QWindow& window, bool on) = 0;
+    // Only this part of the window, in its own coordinates, takes clicks; the rest passes them
+    // to the windows behind. Click-through, while on, wins over it.
+    virtual void setInputRegion(QWindow& window, const QRegion& region) = 0;
     // Called before the window is shown, each time: window managers forget it on hiding.
     virtual void keepOffTaskbar(QWindow& window) = 0;
 };

@@ -8,6 +8,7 @@
 
 #include <QKeyEvent>
 #include <QPainter>
+#include <QRegion>
 #include <QScreen>
 #include <QWindow>
 
@@ -46,7 +47,22 @@ void BalloonPanel::place(const QRect& beside, QScreen* on) {
     const QMargins room = BalloonSurface::shadowMargins();
     view->setGeometry(QRect(QPoint(room.left(), room.top()), size));
     setGeometry(QRect(at, size).marginsAdded(room));
+    updateInputRegion();
     update();
+}
+
+void BalloonPanel::updateInputRegion() {
+    const auto traits = platform::services().windowTraits;
+    if (!traits || !windowHandle()) {
+        return;
+    }
+    QRegion region;
+    for (const BalloonSurface* surface : {view->card(), view->inputSurface()}) {
+        if (!surface->isHidden()) {
+            region += surface->geometry().translated(view->pos());
+        }
+    }
+    traits->setInputRegion(*windowHandle(), region);
 }
 
 QRect BalloonPanel::balloonFrame() const {
@@ -59,6 +75,8 @@ void BalloonPanel::orderFront() {
 }
 
 void BalloonPanel::makeKeyAndOrderFront() {
+    // The window system activates it a moment later; until then it counts as active.
+    keyAsked = true;
     show();
     raise();
     activateWindow();
@@ -85,8 +103,15 @@ void BalloonPanel::changeEvent(QEvent* event) {
     if (event->type() != QEvent::ActivationChange) {
         return;
     }
-    if (isActiveWindow() && onBecomeKey) {
-        onBecomeKey();
+    if (isActiveWindow()) {
+        if (onBecomeKey) {
+            onBecomeKey();
+        }
+    } else {
+        keyAsked = false;
+        if (onResignKey) {
+            onResignKey();
+        }
     }
     updateFigureAlpha();
 }
@@ -102,6 +127,7 @@ void BalloonPanel::showEvent(QShowEvent* event) {
     if (auto traits = platform::services().windowTraits; traits && !event->spontaneous()) {
         winId();
         traits->keepOffTaskbar(*windowHandle());
+        updateInputRegion();
     }
 }
 

@@ -21,8 +21,11 @@ public:
 
     BalloonView& balloon() const { return *view; }
 
-    // Called when the panel becomes the active window.
+    // Called when the panel becomes the active window, and when it stops being it.
     std::function<void()> onBecomeKey;
+    std::function<void()> onResignKey;
+    // The panel is the active window, or has asked to be and not been left since.
+    bool isKey() const { return isActiveWindow() || keyAsked; }
 
     // Sizes the balloon to its content and puts it beside the frame: on the side towards the
     // middle of the screen, its top 36 pixels above the line 30% down the frame, and within the
@@ -36,7 +39,10 @@ public:
     void orderFront();
     // Shows the panel and makes it the active window.
     void makeKeyAndOrderFront();
-    void orderOut() { hide(); }
+    void orderOut() {
+        keyAsked = false;
+        hide();
+    }
 
 protected:
     bool event(QEvent* event) override;
@@ -48,9 +54,13 @@ protected:
 
 private:
     void updateFigureAlpha();
+    // Only the card and the input bar take clicks; the clear strips around and between them
+    // pass them to what lies behind.
+    void updateInputRegion();
 
     BalloonView* view = nullptr;
     QPointer<QWidget> figure;
     std::optional<QRect> placedBeside;
     QPointer<QScreen> placedOn;
+    bool keyAsked = false;
 };

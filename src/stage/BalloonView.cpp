@@ -16,6 +16,7 @@
 
 #include <QBoxLayout>
 #include <QDragEnterEvent>
+#include <QFocusEvent>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
@@ -89,6 +90,9 @@ QWidget* BalloonView::makeCard() {
     column->addWidget(choiceBox);
 
     decisionBox = new DecisionRow(cardSurface);
+    for (auto* button : {approveButton(), reviewButton(), declineButton()}) {
+        button->installEventFilter(this);
+    }
     wireDecision();
     column->addWidget(decisionBox);
 
@@ -309,6 +313,8 @@ void BalloonView::showDecision(const QString& detailText, Decision answers) {
     field->clear();
     field->setPlaceholderText(base::pick(QStringLiteral("Add a comment (optional)"),
                                          QStringLiteral("Lisa kommentaar (soovi korral)")));
+    // The window's first focus, whenever the user turns to it, is the comment, not a button.
+    field->setFocus(Qt::OtherFocusReason);
 }
 
 void BalloonView::endDecision() {
@@ -387,6 +393,21 @@ void BalloonView::updateCursors() {
 }
 
 bool BalloonView::eventFilter(QObject* watched, QEvent* event) {
+    // A decision button holds the keyboard only when the user tabbed to it: the window's own
+    // first focus, a click or a shortcut hands it to the comment field instead, so that a
+    // space or Return meant for the comment decides nothing.
+    if (event->type() == QEvent::FocusIn &&
+        (watched == approveButton() || watched == reviewButton() || watched == declineButton())) {
+        const auto reason = static_cast<QFocusEvent*>(event)->reason();
+        if (reason != Qt::TabFocusReason && reason != Qt::BacktabFocusReason) {
+            auto* button = static_cast<QWidget*>(watched);
+            if (field->isVisibleTo(this) && field->isEnabled()) {
+                field->setFocus(Qt::OtherFocusReason);
+            } else {
+                button->clearFocus();
+            }
+        }
+    }
     if (watched == field && event->type() == QEvent::KeyPress &&
         static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape) {
         cancelOperation();

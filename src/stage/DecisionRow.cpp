@@ -18,9 +18,10 @@ DecisionRow::DecisionRow(QWidget* parent) : QWidget(parent) {
     decline = new PillButton(PillButton::Kind::destructive,
                              base::pick(QStringLiteral("Decline"), QStringLiteral("Keeldu")), this);
     for (auto* button : {approve, review, decline}) {
-        // Ignored widths share the row equally.
-        button->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
-        row->addWidget(button);
+        // Each at least as wide as its whole label, in either language; the rest of the row
+        // is shared equally.
+        button->setSizePolicy(QSizePolicy::Minimum, QSizePolicy::Fixed);
+        row->addWidget(button, 1);
     }
     hide();
 }

@@ -4,7 +4,7 @@
 
 class PillButton;
 
-// The three answers to an approval side by side, in equal widths. Their texts are settled when
+// The three answers to an approval side by side, each wide enough for its label. Their texts are settled when
 // the row is made, in the language of that moment. Hidden at first.
 class DecisionRow : public QWidget {
     Q_OBJECT

@@ -3,11 +3,13 @@
 #include "app/AppEvents.h"
 #include "app/AppIdentity.h"
 #include "app/Settings.h"
+#include "base/Clock.h"
 #include "base/Text.h"
 #include "character/CharacterPlayer.h"
 #include "character/CharacterWindow.h"
 #include "platform/Services.h"
 #include "stage/BalloonView.h"
+#include "stage/MessageText.h"
 #include "time/TimeTracker.h"
 #include "workspace/VantleClient.h"
 
@@ -15,6 +17,7 @@
 #include <QGuiApplication>
 #include <QScreen>
 
+#include <algorithm>
 #include <array>
 #include <memory>
 
@@ -111,6 +114,13 @@ void StageViewController::placeBalloon() {
 }
 
 BalloonPanel& StageViewController::makeBalloon(bool activate) {
+    // Whatever comes now replaces what stood: an undecided approval goes back to wait.
+    readingTime.cancel();
+    setApprovalAside();
+    if (balloonPanel) {
+        // The comment field belongs to the approval: nothing typed there stays for what follows.
+        balloonPanel->balloon().endDecision();
+    }
     if (!balloonPanel) {
         auto* panel = new BalloonPanel(window());
         panel->setWindowTitle(QLatin1String(AppIdentity::name));
@@ -130,8 +140,15 @@ BalloonPanel& StageViewController::makeBalloon(bool activate) {
             action();
         };
         view.onClose = [self] {
-            if (self) {
-                self->closeChat();
+            if (!self) {
+                return;
+            }
+            // An approval closed undecided waits for the balloon's next free moment after this.
+            const auto approval =
+                self->openApproval ? std::optional(self->openApproval->notification->id) : std::nullopt;
+            self->closeChat();
+            if (approval) {
+                self->waiting.rest(*approval, base::Clock::now());
             }
         };
         view.onFilesOver = [self](bool over) {
@@ -145,6 +162,12 @@ BalloonPanel& StageViewController::makeBalloon(bool activate) {
             // A notice the user turns to stays.
             if (self) {
                 self->autoDismissWorkItem.cancel();
+            }
+        };
+        panel->onResignKey = [self] {
+            // The user has turned away from the conversation: what waits may come.
+            if (self) {
+                self->scheduleNextNotice();
             }
         };
         balloonPanel = panel;
@@ -201,7 +224,29 @@ void StageViewController::showNotConnected(BalloonPanel& panel) {
     player().play(notConnected);
 }
 
+void StageViewController::announceNotConnected() {
+    QPointer<StageViewController> self(this);
+    if (mustWait([self] {
+            if (self) {
+                self->announceNotConnected();
+            }
+        })) {
+        return;
+    }
+    appearIfHidden();
+    BalloonPanel& panel = makeBalloon(false);
+    chatSession.cancel();
+    showNotConnected(panel);
+    placeBalloon();
+    startReadingTime(panel.balloon().messageLabel()->message());
+}
+
 void StageViewController::closeChat() {
+    readingTime.cancel();
+    setApprovalAside();
+    // The balloon is free: what waits may come, an approval closed before this one too.
+    waiting.wake();
+    scheduleNextNotice();
     autoDismissWorkItem.cancel();
     chatSession.cancel();
     stopSpeaking();
@@ -224,6 +269,14 @@ void StageViewController::closeChat() {
 }
 
 void StageViewController::say(const QString& text, const std::optional<QString>& animation) {
+    QPointer<StageViewController> self(this);
+    if (mustWait([self, text, animation] {
+            if (self) {
+                self->say(text, animation);
+            }
+        })) {
+        return;
+    }
     appearIfHidden();
     BalloonPanel& panel = makeBalloon(false);
     chatSession.cancel();
@@ -232,11 +285,20 @@ void StageViewController::say(const QString& text, const std::optional<QString>&
     placeBalloon();
     player().play(withGiven(animation));
     speak(text);
+    startReadingTime(text);
 }
 
 void StageViewController::notify(const QString& text, const std::optional<QString>& animation, double seconds,
                                  const std::optional<QString>& hint, const std::optional<QString>& title,
                                  BalloonStatus status, std::function<void()> action) {
+    QPointer<StageViewController> self(this);
+    if (mustWait([self, text, animation, seconds, hint, title, status, action] {
+            if (self) {
+                self->notify(text, animation, seconds, hint, title, status, action);
+            }
+        })) {
+        return;
+    }
     appearIfHidden();
     BalloonPanel& panel = makeBalloon(false);
     chatSession.cancel();
@@ -250,8 +312,8 @@ void StageViewController::notify(const QString& text, const std::optional<QStrin
     placeBalloon();
     player().play(withGiven(animation));
     speak(text);
+    startReadingTime(text);
     if (seconds > 0) {
-        QPointer<StageViewController> self(this);
         QPointer<BalloonPanel> shown(&panel);
         autoDismissWorkItem = base::Scheduler::current().after(seconds, [self, shown] {
             // A notice that became a chat, or was replaced, is not closed by an old timer.
@@ -391,6 +453,8 @@ void StageViewController::actOutTool(QuestionProgress& progress, const QString& 
 }
 
 void StageViewController::showAnswer(BalloonPanel& panel, const ChatSession::Result& result) {
+    // The question has its answer: a balloon the user has left may take what waits.
+    scheduleNextNotice();
     if (const auto* error = std::get_if<VantleClient::ClientError>(&result)) {
         show(*error, panel);
         return;
@@ -451,6 +515,18 @@ void StageViewController::showReport(
                                 BalloonStatus::success);
     placeBalloon();
     playNext(reportReady);
+    scheduleNextNotice();
+}
+
+void StageViewController::startReadingTime(const QString& text) {
+    // About fifteen characters a second, a few seconds at least and never long.
+    const double seconds = std::clamp(2.0 + static_cast<double>(text.size()) / 15.0, 5.0, 12.0);
+    QPointer<StageViewController> self(this);
+    readingTime = base::Scheduler::current().after(seconds, [self] {
+        if (self) {
+            self->presentNext();
+        }
+    });
 }
 
 void StageViewController::speak(const QString& text) {

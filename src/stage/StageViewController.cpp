@@ -212,9 +212,14 @@ void StageViewController::stepIn() {
     auto arrivals = std::move(handOver->arrivals);
     const QString target = handOver->target;
     handOver.reset();
-    auto arrive = [arrivals = std::move(arrivals)] {
+    QPointer<StageViewController> self(this);
+    // Those who waited for the figure go first; then what waits for the balloon.
+    auto arrive = [self, arrivals = std::move(arrivals)] {
         for (const auto& arrival : arrivals) {
             arrival();
+        }
+        if (self) {
+            self->scheduleNextNotice();
         }
     };
     // A character that fails to load leaves the last one standing; those who wait are served.

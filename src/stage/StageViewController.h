@@ -8,6 +8,7 @@
 #include "character/CharacterPlayerDelegate.h"
 #include "character/CharacterView.h"
 #include "chat/ChatSession.h"
+#include "notifications/NoticeQueue.h"
 #include "stage/BalloonPanel.h"
 #include "stage/BalloonStatus.h"
 #include "time/TimeEntry.h"
@@ -97,6 +98,8 @@ public:
                 const QUrl& url);
     BalloonPanel& makeBalloon(bool activate);
     void showNotConnected(BalloonPanel& panel);
+    // The not-connected words as a notice by themselves; a click opens the settings.
+    void announceNotConnected();
     void show(const VantleClient::ClientError& error, BalloonPanel& panel);
     void send(const QString& question, const std::optional<QString>& choiceRef);
     static QString greeting(VantleAgent agent);
@@ -262,23 +265,49 @@ private:
 
     // --- Notifications and approvals (notifications/StageNotifications.cpp, StageApprovals.cpp) ---
 public:
-    // A notification of the workspace, said by the agent it comes from; dropped unread while the
-    // user is in a chat. One at a time: the newest replaces whatever the balloon showed.
+    // A notification of the workspace, said by the agent it comes from. While the balloon is
+    // busy it waits, and the waiting ones are shown oldest first once the balloon is free.
     void showVantleNotification(const VantleNotification& n);
+    // The workspace has marked a notification read elsewhere: it no longer waits.
+    void notificationRead(const QString& id);
+    // Shows the next waiting notice at once, whatever the balloon holds; the user asked for it.
+    void showNextWaiting();
+    // How many notices wait.
+    int waitingCount() const { return waiting.size(); }
     void presentPlainNotification(const VantleNotification& n);
     // An approval as a decision in the balloon; a plain notice where it can't be decided.
     void presentDecision(const QString& id, const VantleNotification& n);
     // Opens a link of a notice: web pages and documents. Programs, folders and whatever the
     // desktop would run are shown in the file manager; other schemes do nothing.
     void open(const QUrl& notificationURL);
+    // The balloon is taken by something the user should not lose: a conversation, an approval,
+    // a notice still within its reading time, uploads, a dialogue, a figure on its way.
+    bool isBalloonBusy() const;
+
+signals:
+    void waitingChanged(int count);
 
 private:
     // The balloon is the active window and takes input: the user is in a conversation.
     bool isChatOpen() const;
+    // A message of the program's own waits while an approval holds the balloon or a notice is on
+    // its way to it.
+    bool mustWait(std::function<void()> show);
+    void enqueue(NoticeQueue::Entry entry);
+    // Soon, once the current handler has returned: the next notice, if the balloon is free.
+    void scheduleNextNotice();
+    void presentNext();
+    void presentNotice(NoticeQueue::Entry entry);
+    // A notice stands for its reading time before a waiting one may take its place.
+    void startReadingTime(const QString& text);
+    // The approval on show goes back to wait, undecided, with what was typed under it.
+    void setApprovalAside();
     void presentColleagueMessage(const VantleNotification& n);
     void openVantleNotification(const VantleNotification& n, std::optional<VantleAgent> agent);
     void showNotificationThread(const VantleNotification& n, VantleAgent agent, bool wasOnStage);
-    void showApproval(const VantleApproval& approval, BalloonPanel& panel, const VantleNotification& n);
+    void presentDecision(const QString& id, const NoticeQueue::Entry& entry);
+    void showApproval(const VantleApproval& approval, BalloonPanel& panel, const VantleNotification& n,
+                      const QString& comment);
     void decide(const VantleApproval& approval, bool approve, const std::optional<QString>& comment,
                 BalloonPanel& panel, const VantleNotification& n);
     void showDecisionOutcome(const VantleApproval& approval, bool approve, bool withComment,
@@ -286,4 +315,11 @@ private:
     // Counts what the balloon has been given to present of notifications; a late answer for an
     // earlier one finds the count moved on and is dropped.
     quint64 presentedNotifications = 0;
+    NoticeQueue waiting;
+    base::Timer readingTime;
+    base::Timer nextNoticeStep;
+    // The approval the balloon holds, fetched or on show, until it is decided or set aside.
+    std::optional<NoticeQueue::Entry> openApproval;
+    // A notice waits for its agent to come on stage.
+    bool noticeArriving = false;
 };

@@ -11,8 +11,15 @@
 QMenu* StageViewController::timerStartMenu(QWidget* parent) {
     auto* menu = new QMenu(parent);
     QPointer<StageViewController> self(this);
-    const auto& recent = TimeTracker::shared().recent;
-    for (const auto& entry : recent) {
+    const QString none = base::pick(QStringLiteral("Without a Project"), QStringLiteral("Projektita"));
+    // A recent entry without a project is the fixed row below; it is not offered twice.
+    QList<TimeEntry> recent;
+    for (const auto& entry : TimeTracker::shared().recent) {
+        if (entry.label().compare(none, Qt::CaseInsensitive) != 0) {
+            recent << entry;
+        }
+    }
+    for (const auto& entry : std::as_const(recent)) {
         // Shown as plain text: a label is whatever the workspace holds.
         menu->addAction(base::menuText(entry.label()), menu, [self, entry] {
             if (self) {
@@ -23,12 +30,11 @@ QMenu* StageViewController::timerStartMenu(QWidget* parent) {
     if (!recent.isEmpty()) {
         menu->addSeparator();
     }
-    menu->addAction(base::pick(QStringLiteral("Without a Project"), QStringLiteral("Projektita")), menu,
-                    [self] {
-                        if (self) {
-                            self->startTimer(std::nullopt);
-                        }
-                    });
+    menu->addAction(none, menu, [self] {
+        if (self) {
+            self->startTimer(std::nullopt);
+        }
+    });
     if (isPelkaAtHand()) {
         menu->addAction(base::pick(QStringLiteral("Other Project…"), QStringLiteral("Muu projekt…")), menu,
                         [self] {

@@ -17,10 +17,9 @@
 #include <QCursor>
 
 StatusMenu::StatusMenu(StageViewController* s, QObject* parent)
-    : QObject(parent), timer(TimeTracker::shared()), stageController(s), idleIcon(TrayArtwork::icon(false)),
-      runningIcon(TrayArtwork::icon(true)) {
+    : QObject(parent), timer(TimeTracker::shared()), stageController(s) {
     menu.setTitle(QLatin1String(AppIdentity::name));
-    item.setIcon(idleIcon);
+    item.setIcon(TrayArtwork::icon(false, 0));
     item.setToolTip(QLatin1String(AppIdentity::name));
     connect(&menu, &QMenu::aboutToShow, this, &StatusMenu::menuNeedsUpdate);
     item.setContextMenu(&menu);
@@ -40,7 +39,14 @@ StatusMenu::StatusMenu(StageViewController* s, QObject* parent)
         }
     };
     timer.start();
+    if (stageController) {
+        connect(stageController, &StageViewController::waitingChanged, this, &StatusMenu::showTimer);
+    }
     showTimer();
+}
+
+int StatusMenu::waitingCount() const {
+    return stageController ? stageController->waitingCount() : 0;
 }
 
 StatusMenu::~StatusMenu() {
@@ -53,17 +59,29 @@ bool StatusMenu::isInTray() {
 
 void StatusMenu::showTimer() {
     const auto title = timer.runningTitle();
+    QString tip;
     if (title != std::nullopt) {
-        const QString label = timer.state->active->label();
-        item.setToolTip(title->trimmed() + QLatin1Char('\n') +
-                        base::pick(QStringLiteral("Timer: "), QStringLiteral("Taimer: ")) + label);
+        // The project once, whole: the icon's title may have cut it.
+        tip = QLatin1String(AppIdentity::name) + QLatin1Char('\n') +
+              base::pick(QStringLiteral("Timer: "), QStringLiteral("Taimer: ")) +
+              timer.elapsed().value_or(QString()) + QStringLiteral(" · ") + timer.state->active->label();
+    } else if (!VantleClient::isConfigured()) {
+        tip = QLatin1String(AppIdentity::name) + QLatin1Char('\n') +
+              base::pick(QStringLiteral("Not connected to Vantle"), QStringLiteral("Vantlega ühendamata"));
     } else {
-        item.setToolTip(QLatin1String(AppIdentity::name));
+        tip = QLatin1String(AppIdentity::name);
     }
+    const int waiting = waitingCount();
+    if (waiting > 0) {
+        tip += QLatin1Char('\n') +
+               base::pick(QStringLiteral("Waiting: %1"), QStringLiteral("Ootel: %1")).arg(waiting);
+    }
+    item.setToolTip(tip);
     const bool running = title.has_value();
-    if (running != showsRunning) {
+    if (running != showsRunning || waiting != showsWaiting) {
         showsRunning = running;
-        item.setIcon(running ? runningIcon : idleIcon);
+        showsWaiting = waiting;
+        item.setIcon(TrayArtwork::icon(running, waiting));
     }
 }
 
@@ -87,6 +105,13 @@ void StatusMenu::addRows(QMenu& to, Rows rows) {
             }
         };
     };
+
+    // What waits for the balloon, the next one shown at once.
+    if (const int waiting = waitingCount(); waiting > 0) {
+        to.addAction(base::pick(QStringLiteral("Waiting (%1)"), QStringLiteral("Ootel (%1)")).arg(waiting),
+                     &to, onStage([](StageViewController& s) { s.showNextWaiting(); }));
+        to.addSeparator();
+    }
 
     if (all) {
         auto* chat = to.addAction(base::pick(QStringLiteral("Chat…"), QStringLiteral("Vestle…")), &to,

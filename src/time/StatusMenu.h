@@ -25,7 +25,7 @@ public:
     explicit StatusMenu(StageViewController* stage, QObject* parent = nullptr);
     ~StatusMenu() override;
 
-    // Redraws the icon and its tooltip from the timer's state.
+    // Redraws the icon and its tooltip from the timer's state and the notices that wait.
     void showTimer();
     // Empties the menu and fills it afresh; the timer is asked to refresh for the next time.
     void menuNeedsUpdate();
@@ -37,13 +37,14 @@ public:
     QSystemTrayIcon item;
     QMenu menu;
     TimeTracker& timer;
-    // Whether the icon is in its running form.
+    // Whether the icon is in its running form, and the count it shows.
     bool showsRunning = false;
+    int showsWaiting = 0;
 
 private:
     void toggleMute();
 
+    int waitingCount() const;
+
     QPointer<StageViewController> stageController;
-    QIcon idleIcon;
-    QIcon runningIcon;
 };

@@ -102,6 +102,8 @@ void TimeTracker::forgetWorkspace() {
     isAdministrator = false;
     state.reset();
     recent.clear();
+    // The tray and the menus show the plain form at once, whatever the refresh finds.
+    changed();
     refresh();
 }
 

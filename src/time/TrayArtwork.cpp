@@ -1,7 +1,9 @@
 #include "time/TrayArtwork.h"
 
+#include <QPainter>
 #include <QPixmap>
 
+#include <algorithm>
 #include <vector>
 
 namespace TrayArtwork {
@@ -10,6 +12,25 @@ namespace {
 constexpr QRgb rim = qRgba(24, 24, 27, 235);
 constexpr QRgb idleFill = qRgb(246, 246, 248);
 constexpr QRgb runningFill = qRgb(52, 199, 89);
+constexpr QRgb badgeFill = qRgb(230, 40, 40);
+
+// The count of waiting notices in a round badge over the lower right of the figure.
+void paintBadge(QImage& out, int waiting) {
+    const int size = out.width();
+    const int side = std::max(9, size * 3 / 5);
+    const QRectF badge(size - side, size - side, side, side);
+    QPainter painter(&out);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(QColor::fromRgba(rim), std::max(1.0, size / 24.0)));
+    painter.setBrush(QColor::fromRgb(badgeFill));
+    painter.drawEllipse(badge.adjusted(0.5, 0.5, -0.5, -0.5));
+    QFont font = painter.font();
+    font.setBold(true);
+    font.setPixelSize(std::max(7, side * 3 / 4));
+    painter.setFont(font);
+    painter.setPen(Qt::white);
+    painter.drawText(badge, Qt::AlignCenter, waiting > 9 ? QStringLiteral("9+") : QString::number(waiting));
+}
 
 // Which pixels the figure covers, at the given side, with one pixel left free all round for the
 // rim. Scaled by taking the nearest source pixel, so that edges stay straight and sharp at
@@ -40,7 +61,7 @@ std::vector<bool> coverage(int size) {
 
 } // namespace
 
-QImage image(int size, bool running) {
+QImage image(int size, bool running, int waiting) {
     QImage out(size, size, QImage::Format_ARGB32);
     out.fill(Qt::transparent);
     const auto covered = coverage(size);
@@ -65,13 +86,16 @@ QImage image(int size, bool running) {
             }
         }
     }
+    if (waiting > 0) {
+        paintBadge(out, waiting);
+    }
     return out;
 }
 
-QIcon icon(bool running) {
+QIcon icon(bool running, int waiting) {
     QIcon icon;
     for (const int size : sizes) {
-        icon.addPixmap(QPixmap::fromImage(image(size, running)));
+        icon.addPixmap(QPixmap::fromImage(image(size, running, waiting)));
     }
     return icon;
 }

@@ -97,6 +97,8 @@ QCoro::Task<> TokenStore::run(std::shared_ptr<Exchange> exchange, int startedIn)
         const double lifetime = std::max(result->expiresIn - 60.0, 30.0);
         current = Cached{result->token, base::Clock::now().addMSecs(static_cast<qint64>(lifetime * 1000.0)),
                          exchange->workspace};
+        // From now on a refusal of this key means it was withdrawn, not mistyped.
+        Settings::setValue(QLatin1String(Settings::Key::keyWorked), true);
     }
     if (gen == startedIn && pending == exchange) {
         pending.reset();

@@ -56,12 +56,15 @@ QCoro::Task<> VantleEvents::loop(base::Cancel cancel) {
             continue;
         }
         current = State::connecting;
+        const int keyGeneration = VantleClient::TokenStore::shared().generation();
         const auto failure = co_await listen(cancel);
         if (cancel.isCancelled() || !self) {
             co_return;
         }
         double delay = 2;
-        if (failure && failure->kind == ClientError::Kind::keyEnded) {
+        // A refusal of a key that has since been replaced says nothing of the new one.
+        if (failure && failure->kind == ClientError::Kind::keyEnded &&
+            keyGeneration == VantleClient::TokenStore::shared().generation()) {
             current = State::keyEnded;
             if (self->onKeyEnded) {
                 self->onKeyEnded();
@@ -193,16 +196,21 @@ void VantleEvents::dispatch(const QString& event, const QString& data) {
         return;
     }
     if (event == QLatin1String("vantle.event")) {
-        if (base::json::string(*object, QStringLiteral("type")) != QStringLiteral("notification.created")) {
-            return;
-        }
+        const auto type = base::json::string(*object, QStringLiteral("type"));
         const auto payload = base::json::object(*object, QStringLiteral("data"));
         if (!payload) {
             return;
         }
-        if (const auto notification = VantleNotification::fromJson(*payload);
-            notification && onNotification) {
-            onNotification(*notification);
+        if (type == QStringLiteral("notification.created")) {
+            if (const auto notification = VantleNotification::fromJson(*payload);
+                notification && onNotification) {
+                onNotification(*notification);
+            }
+        } else if (type == QStringLiteral("notification.read")) {
+            if (const auto id = base::json::string(*payload, QStringLiteral("id"));
+                id && onNotificationRead) {
+                onNotificationRead(*id);
+            }
         }
     } else if (event == QLatin1String("agent.progress")) {
         progress(*object);

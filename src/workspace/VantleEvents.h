@@ -32,6 +32,8 @@ public:
     static VantleEvents& shared();
 
     std::function<void(const VantleNotification&)> onNotification;
+    // A notification was marked read, here or elsewhere; with its id.
+    std::function<void(const QString& id)> onNotificationRead;
     std::function<void()> onKeyEnded;
     QHash<QString, TurnListener> turnListeners;
 

@@ -19,6 +19,7 @@
 #include "support/SpinUntil.h"
 #include "support/TestEnvironment.h"
 #include "time/StatusMenu.h"
+#include "workspace/ClientError.h"
 #include "workspace/VantleEvents.h"
 
 #include <QApplication>
@@ -57,7 +58,14 @@ protected:
         scheduler.advance(0);
     }
 
+    // Started without a key, the figure first says how to connect it; that is set aside here.
     void launch() {
+        start();
+        if (app->stage) {
+            app->stage->closeChat();
+        }
+    }
+    void start() {
         app = std::make_unique<AppDelegate>();
         app->applicationDidFinishLaunching();
         scheduler.advance(0);
@@ -193,6 +201,37 @@ TEST_F(AppDelegateStageTest, NotificationsReachTheStageOnlyWhileSwitchedOnAndVan
 
     emit AppEvents::shared().vantleRequested(); // as the tray menu asks
     EXPECT_EQ(services.desktop->opened, QList<QUrl>{QUrl("http://127.0.0.1:1/app/")});
+}
+
+TEST_F(AppDelegateStageTest, AStartWithoutAKeySaysHowToConnectAndOnlyAKeyThatWorkedIsSaidToHaveEnded) {
+    start();
+    ASSERT_TRUE(app->stage->balloonPanel) << "said by itself, once";
+    EXPECT_EQ(balloon().messageLabel()->message(),
+              QStringLiteral(
+                  "Connect me to your Vantle workspace first: Personal settings → Connect desktop app."));
+    ASSERT_TRUE(app->statusMenu);
+    EXPECT_EQ(app->statusMenu->item.toolTip(), QStringLiteral("Mirk Vantle Agents\nNot connected to Vantle"));
+    int opened = 0;
+    QObject::connect(&AppEvents::shared(), &AppEvents::settingsRequested, app.get(), [&] { ++opened; });
+    balloon().onMessageClick();
+    EXPECT_EQ(opened, 1) << "its click opens the settings";
+    EXPECT_FALSE(app->stage->balloonPanel);
+    scheduler.advance(60);
+    EXPECT_FALSE(app->stage->balloonPanel) << "not again";
+
+    // A mistyped key refused: the settings say why, the figure keeps quiet.
+    ASSERT_TRUE(VantleEvents::shared().onKeyEnded);
+    VantleEvents::shared().onKeyEnded();
+    EXPECT_FALSE(app->stage->balloonPanel);
+    // A key that had worked and is refused now: the figure says so, once.
+    Settings::setValue(QLatin1String(Settings::Key::keyWorked), true);
+    VantleEvents::shared().onKeyEnded();
+    ASSERT_TRUE(app->stage->balloonPanel);
+    EXPECT_EQ(balloon().messageLabel()->message(),
+              VantleClient::ClientError::keyEnded().localizedDescription());
+    // Another key: whether it works is for the workspace to say again.
+    app->workspaceDidChange();
+    EXPECT_FALSE(Settings::boolValue(QLatin1String(Settings::Key::keyWorked)));
 }
 
 TEST_F(AppDelegateStageTest, WithoutATrayTheFiguresMenuHoldsTheRestAndItsQuitEndsTheLoopThroughTermination) {

@@ -1,16 +1,20 @@
 #include "app/Settings.h"
 #include "character/CharacterPlayer.h"
+#include "stage/BalloonPanel.h"
+#include "stage/BalloonSurface.h"
 #include "stage/MessageText.h"
 #include "stage/PillButton.h"
 #include "support/SpinUntil.h"
 #include "support/StageFixture.h"
 #include "workspace/VantleClient.h"
 
+#include <QApplication>
 #include <QFile>
 #include <QJsonArray>
 #include <QLabel>
 #include <QLineEdit>
 #include <QTemporaryDir>
+#include <QTest>
 
 namespace {
 
@@ -78,7 +82,8 @@ TEST_F(StageNotificationsTest, EachNotificationIsSaidByItsAgentOrByWhoeverStands
     EXPECT_EQ(balloon().title(), QStringLiteral("Backup finished"));
     EXPECT_EQ(hint(), QStringLiteral("Click to open in Vantle ›"));
 
-    // The user opens the chat between the change of figure and its arrival: nothing is said.
+    // The user opens the chat between the change of figure and its arrival: it waits.
+    scheduler->advance(13);
     push({{"agentId", "lirra"}, {"title", "Mari answered"}, {"message", "Paid on Friday"}});
     ASSERT_TRUE(runUntil([&] { return stage->player().sheet()->definition.id == QStringLiteral("lirra"); }));
     ASSERT_TRUE(stage->handOver == std::nullopt);
@@ -88,10 +93,16 @@ TEST_F(StageNotificationsTest, EachNotificationIsSaidByItsAgentOrByWhoeverStands
     EXPECT_EQ(message(), QStringLiteral("Hi, Lirra here. What can I help you with?"));
     EXPECT_TRUE(balloon().isInputShown());
 
-    // While the chat is open, a notification is dropped.
+    // While the chat is open, a notification waits too; both come once it closes, oldest first.
     push({{"agentId", "lirra"}, {"title", "Another"}});
     run(2);
     EXPECT_EQ(message(), QStringLiteral("Hi, Lirra here. What can I help you with?"));
+    EXPECT_EQ(stage->waitingCount(), 2);
+    stage->closeChat();
+    ASSERT_TRUE(shows("Paid on Friday"));
+    EXPECT_EQ(stage->waitingCount(), 1);
+    ASSERT_TRUE(shows("Another"));
+    EXPECT_EQ(stage->waitingCount(), 0);
     EXPECT_EQ(readMarks(colleague), 0) << "shown is not read";
 }
 
@@ -134,6 +145,7 @@ TEST_F(StageNotificationsTest, ToneAndHintTablesInBothLanguages) {
         useLanguage(language == 0 ? "en" : "et");
         for (const auto& row : rows) {
             SCOPED_TRACE(row.n.title.toStdString() + (language == 0 ? " en" : " et"));
+            stage->closeChat();
             stage->showVantleNotification(row.n);
             ASSERT_TRUE(stage->balloonPanel);
             EXPECT_EQ(stage->player().currentAnimation(), QString::fromUtf8(row.animation));
@@ -147,14 +159,17 @@ TEST_F(StageNotificationsTest, ToneAndHintTablesInBothLanguages) {
 
     // Colleagues in Estonian: the other quotes, the other headlines, and a body of the headline
     // where the message is empty.
+    stage->closeChat();
     stage->showVantleNotification(notification("person", "Tõnu Kask → Ehitus", "Vaata"));
     EXPECT_EQ(balloon().title(), QStringLiteral("Tõnu Kask kirjutas vestlusesse Ehitus"));
     EXPECT_EQ(message(), QStringLiteral("\u201EVaata\u201D"));
     EXPECT_EQ(hint(), QStringLiteral("Ava Vantles ›"));
+    stage->closeChat();
     stage->showVantleNotification(notification("person", "Tõnu Kask", ""));
     EXPECT_EQ(balloon().title(), QStringLiteral("Tõnu Kask saatis sulle sõnumi"));
     EXPECT_EQ(message(), QStringLiteral("Tõnu Kask saatis sulle sõnumi"));
     useLanguage("en");
+    stage->closeChat();
     stage->showVantleNotification(notification("person", "Tõnu Kask", ""));
     EXPECT_EQ(message(), QStringLiteral("Tõnu Kask sent you a message"));
 }
@@ -221,19 +236,39 @@ TEST_F(StageNotificationsTest, AClickMarksReadAndTheNextQuestionGoesToTheNotific
     EXPECT_EQ(balloon().status(), BalloonStatus::failure);
 }
 
-TEST_F(StageNotificationsTest, NoticesCloseAfterThirtySecondsAndTheNewestReplacesTheOld) {
+TEST_F(StageNotificationsTest, ANoticeHasItsReadingTimeAndWhatWaitsComesInTurnUntilReadElsewhere) {
     const QString first = push({{"agentId", "dorn"}, {"title", "First"}, {"message", "One"}});
     ASSERT_TRUE(shows("One"));
-    scheduler->advance(20);
+    scheduler->advance(1);
     const QString second = push({{"agentId", "dorn"}, {"title", "Second"}, {"message", "Two"}});
-    ASSERT_TRUE(shows("Two")) << "nothing queues: the newest replaces what stands";
+    const QString third = push({{"agentId", "dorn"}, {"title", "Third"}, {"message", "Three"}});
+    run(2);
+    EXPECT_EQ(message(), QStringLiteral("One")) << "a fresh notice is not covered at once";
+    EXPECT_EQ(stage->waitingCount(), 2);
+
+    // Read in the workspace meanwhile: the second no longer waits.
+    const QString token = sim->exchangeToken();
+    EXPECT_EQ(sim->call("POST", QStringLiteral("/api/notifications/%1/read").arg(second), token).status, 200);
+    ASSERT_TRUE(runUntil([&] { return stage->waitingCount() == 1; }));
+    ASSERT_TRUE(shows("Three")) << "after its reading time the next waiting one takes the place";
     scheduler->advance(29);
     spinFor(20);
-    EXPECT_EQ(message(), QStringLiteral("Two")) << "the first one's timer is gone";
+    EXPECT_EQ(message(), QStringLiteral("Three")) << "the first one's timer is gone";
     scheduler->advance(1.5);
     spinFor(20);
     EXPECT_FALSE(stage->balloonPanel);
-    EXPECT_EQ(readMarks(first) + readMarks(second), 0) << "unclicked, both stay unread";
+    EXPECT_EQ(readMarks(first) + readMarks(third), 0) << "unclicked, both stay unread";
+
+    // Busy with uploads, a dialogue or a figure on its way: it waits as well.
+    stage->isReceivingFiles = true;
+    push({{"agentId", "dorn"}, {"title", "During uploads"}});
+    run(1);
+    EXPECT_FALSE(stage->balloonPanel);
+    stage->isReceivingFiles = false;
+    stage->say(QStringLiteral("Saved 1 file."));
+    EXPECT_EQ(message(), QStringLiteral("Saved 1 file.")) << "the upload's result comes first";
+    ASSERT_TRUE(shows("During uploads")) << "and the notice after it, not lost";
+    stage->closeChat();
 
     // Bad input: no title gives no notice; a title that is only the arrow still closes by itself.
     const QJsonObject untitled{{"id", "x"}, {"agentId", "dorn"}};
@@ -324,6 +359,7 @@ TEST_F(StageNotificationsTest, AnApprovalIsDecidedInTheBalloonAndTheAgentSaysWha
     EXPECT_EQ(balloon().status(), BalloonStatus::working);
     ASSERT_TRUE(runUntil([&] { return balloon().status() == BalloonStatus::success; }));
     EXPECT_EQ(message(), QStringLiteral("Approved. Dorn takes it from here."));
+    EXPECT_EQ(balloon().title(), QStringLiteral("Approved"));
     EXPECT_FALSE(balloon().isInputShown());
     EXPECT_EQ(bodiesTo("/api/approvals/ap-1/approve"), QList<QByteArray>{R"({"decisionNote":"Go ahead"})"})
         << "one decision, however often the buttons were pressed";
@@ -354,8 +390,9 @@ TEST_F(StageNotificationsTest, DeclineReviewAndARefusalThatCanBeTriedAgain) {
     EXPECT_TRUE(balloon().declineButton()->isEnabled());
     EXPECT_EQ(balloon().input()->text(), QStringLiteral("Too expensive")) << "the comment stays";
     balloon().declineButton()->click();
-    ASSERT_TRUE(runUntil([&] { return balloon().status() == BalloonStatus::success; }));
-    EXPECT_EQ(message(), QStringLiteral("Declined. Dorn has your comment."));
+    ASSERT_TRUE(shows("Declined. Dorn has your comment."));
+    EXPECT_EQ(balloon().status(), BalloonStatus::none) << "a rejection carries no green check";
+    EXPECT_EQ(balloon().title(), QStringLiteral("Declined"));
     EXPECT_EQ(bodiesTo("/api/approvals/ap-2/reject").size(), 2);
 
     // Declined without a word, in Estonian.
@@ -364,6 +401,7 @@ TEST_F(StageNotificationsTest, DeclineReviewAndARefusalThatCanBeTriedAgain) {
     ASSERT_TRUE(runUntil([&] { return stage->balloonPanel && balloon().isDeciding(); }));
     balloon().declineButton()->click();
     ASSERT_TRUE(shows("Tagasi lükatud."));
+    EXPECT_EQ(balloon().title(), QStringLiteral("Tagasi lükatud"));
     EXPECT_EQ(bodiesTo("/api/approvals/ap-3/reject"), QList<QByteArray>{"{}"});
 
     // Review opens the workspace's page, marks read and closes; nothing is decided.
@@ -393,23 +431,88 @@ TEST_F(StageNotificationsTest, ApprovalsThatCannotBeDecidedFallBackAndLateAnswer
     EXPECT_EQ(hint(), QStringLiteral("Click to reply ›"));
     EXPECT_FALSE(balloon().isDeciding());
 
-    // The user closes the balloon before the approval comes: it never shows.
+    // The user closes the balloon before the approval comes: it rests until the next free moment.
     fault("/api/approvals/ap-7", {{"action", "delay"}, {"delay_ms", 500}});
     pushApproval({{"id", "ap-7"}, {"agent", "Dorn"}, {"action", "Late"}});
     ASSERT_TRUE(shows("Late"));
-    stage->closeChat();
+    balloon().onClose();
     ASSERT_TRUE(answered("/api/approvals/ap-7"));
     run(1);
     EXPECT_FALSE(stage->balloonPanel);
+    EXPECT_EQ(stage->waitingCount(), 1);
 
-    // A newer notification while the approval is on its way stays.
-    fault("/api/approvals/ap-8", {{"action", "delay"}, {"delay_ms", 500}});
-    pushApproval({{"id", "ap-8"}, {"agent", "Dorn"}, {"action", "Older"}});
-    ASSERT_TRUE(shows("Older"));
+    // A newer notification finds the approval back first, and waits behind it.
     push({{"agentId", "dorn"}, {"title", "Newer"}});
-    ASSERT_TRUE(shows("Newer"));
-    ASSERT_TRUE(answered("/api/approvals/ap-8"));
-    run(1);
-    EXPECT_EQ(message(), QStringLiteral("Newer"));
+    ASSERT_TRUE(runUntil([&] { return stage->balloonPanel && balloon().isDeciding(); }));
+    EXPECT_EQ(message(), QStringLiteral("Late"));
+    run(20);
+    EXPECT_TRUE(balloon().isDeciding());
+    EXPECT_EQ(stage->waitingCount(), 1);
+}
+
+TEST_F(StageNotificationsTest, AnUndecidedApprovalStaysUntilDecidedHereOrInTheWorkspace) {
+    pushApproval(
+        {{"id", "ap-9"}, {"agent", "Dorn"}, {"action", "Pay 4 800 € to Mäe Ehitus"}, {"risk", "high"}});
+    ASSERT_TRUE(runUntil([&] { return stage->balloonPanel && balloon().isDeciding(); }));
+
+    // No decision by accident: only the card and the input bar take clicks, the window's first
+    // focus is the comment, a button holds the keyboard only when tabbed to, and Return in the
+    // comment sends nothing.
+    BalloonPanel& panel = *stage->balloonPanel;
+    const QRegion taking = services.windowTraits->inputRegions.value(panel.windowHandle());
+    const QRect card = balloon().card()->geometry().translated(balloon().pos());
+    const QRect bar = balloon().inputSurface()->geometry().translated(balloon().pos());
+    EXPECT_TRUE(taking.contains(card.center()));
+    EXPECT_TRUE(taking.contains(bar.center()));
+    EXPECT_FALSE(taking.contains(QPoint(bar.center().x(), (card.bottom() + bar.top()) / 2))) << "the strip";
+    EXPECT_FALSE(taking.contains(QPoint(1, 1)));
+    panel.makeKeyAndOrderFront();
+    ASSERT_TRUE(spinUntil([&] { return panel.isActiveWindow(); }));
+    EXPECT_EQ(QApplication::focusWidget(), balloon().input());
+    balloon().approveButton()->setFocus(Qt::ActiveWindowFocusReason);
+    EXPECT_EQ(QApplication::focusWidget(), balloon().input());
+    balloon().approveButton()->setFocus(Qt::TabFocusReason);
+    EXPECT_EQ(QApplication::focusWidget(), balloon().approveButton()) << "tabbed there on purpose";
+    balloon().input()->setFocus();
+    QTest::keyClicks(QApplication::focusWidget(), QStringLiteral("Not before Friday"));
+    QTest::keyClick(balloon().input(), Qt::Key_Return);
+    EXPECT_EQ(balloon().input()->text(), QStringLiteral("Not before Friday"));
+
+    // A link's words, an upload's result and a newer notice all wait behind it.
+    stage->say(QStringLiteral("From a link"));
+    stage->notify(QStringLiteral("Saved 2 files."), std::nullopt, 10, std::nullopt, std::nullopt,
+                  BalloonStatus::success, nullptr);
+    push({{"agentId", "dorn"}, {"title", "Colleague"}, {"message", "Lunch?"}});
+    run(3);
+    EXPECT_TRUE(balloon().isDeciding());
+    EXPECT_EQ(balloon().input()->text(), QStringLiteral("Not before Friday"));
+    EXPECT_EQ(stage->waitingCount(), 3);
+
+    // The user's own action takes the balloon: the comment stays with the approval.
+    stage->openChat(true);
     EXPECT_FALSE(balloon().isDeciding());
+    EXPECT_EQ(balloon().input()->text(), QString()) << "the comment never goes to the chat";
+    EXPECT_EQ(stage->waitingCount(), 4);
+    stage->closeChat();
+    ASSERT_TRUE(runUntil([&] { return stage->balloonPanel && balloon().isDeciding(); }))
+        << "back once the balloon is free, before what came later";
+    EXPECT_EQ(balloon().input()->text(), QStringLiteral("Not before Friday"));
+    EXPECT_EQ(countOf("POST", "/api/chat/threads"), 0);
+    EXPECT_EQ(countOf("POST", "/api/approvals/ap-9/approve") + countOf("POST", "/api/approvals/ap-9/reject"),
+              0);
+
+    // Decided in the workspace while it rests: it doesn't come back, and the rest follow in turn.
+    balloon().onClose();
+    const QString token = sim->exchangeToken();
+    EXPECT_EQ(sim->call("POST", "/api/approvals/ap-9/approve", token, "{}").status, 200);
+    ASSERT_TRUE(shows("From a link"));
+    ASSERT_TRUE(shows("Saved 2 files."));
+    ASSERT_TRUE(shows("Lunch?"));
+    run(15);
+    EXPECT_EQ(stage->waitingCount(), 1) << "the approval rests until the balloon is next free";
+    EXPECT_FALSE(balloon().isDeciding());
+    stage->closeChat();
+    run(2);
+    EXPECT_FALSE(stage->balloonPanel) << "decided elsewhere, it is not asked again";
+    EXPECT_EQ(stage->waitingCount(), 0);
 }

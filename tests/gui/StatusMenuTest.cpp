@@ -113,7 +113,7 @@ TEST_F(StatusMenuTest, TheRowsFollowTheTimerInBothLanguagesAndTheIconShowsItRunn
     ASSERT_TRUE(spinUntil([&] { return countOf("POST", entriesPath) == 1; }));
     ASSERT_TRUE(spinUntil([&] { return status->showsRunning; }));
     EXPECT_FALSE(stage->balloonPanel);
-    EXPECT_EQ(status->item.toolTip(), "0:00 · Without a project\nTimer: Without a project");
+    EXPECT_EQ(status->item.toolTip(), "Mirk Vantle Agents\nTimer: 0:00 · Without a project");
     EXPECT_EQ(opened()[3], "Stop Timer — Without a project · 0:00");
 
     Settings::setValue(QLatin1String(Settings::Key::language), QStringLiteral("et"));
@@ -122,7 +122,7 @@ TEST_F(StatusMenuTest, TheRowsFollowTheTimerInBothLanguagesAndTheIconShowsItRunn
                            "-", "Agendid", "Peida agent", "-", "Ava Vantle", "Vaigista helid", "Seaded…", "-",
                            "Sulge Mirk Vantle Agents"}));
     status->showTimer();
-    EXPECT_EQ(status->item.toolTip(), "0:00 · Projektita\nTaimer: Projektita");
+    EXPECT_EQ(status->item.toolTip(), "Mirk Vantle Agents\nTaimer: 0:00 · Projektita");
 
     // Stopped from the menu with Pelka on stage: her notice says what was spent.
     Settings::setValue(QLatin1String(Settings::Key::language), QStringLiteral("en"));
@@ -136,19 +136,21 @@ TEST_F(StatusMenuTest, TheRowsFollowTheTimerInBothLanguagesAndTheIconShowsItRunn
     EXPECT_EQ(status->item.toolTip(), "Mirk Vantle Agents");
     stage->closeChat();
 
-    // The recent entry is offered again, above the fixed row; a long one is cut in the title only.
+    // A recent entry without a project is the fixed row, not offered twice; a long label is cut
+    // in the title only.
     refreshed();
+    ASSERT_EQ(TimeTracker::shared().recent.size(), 1);
     status->menuNeedsUpdate();
     start = row(status->menu, "Start Timer")->menu();
     ASSERT_TRUE(start);
-    EXPECT_EQ(rows(*start), (QStringList{"Without a project", "-", "Without a Project", "Other Project…"}));
+    EXPECT_EQ(rows(*start), (QStringList{"Without a Project", "Other Project…"}));
     TimeEntry like;
     like.note = QStringLiteral("Nineteen characters"); // 19
     stage->startTimer(like);
     ASSERT_TRUE(runUntil([&] { return stage->balloonPanel && message().startsWith("Timer started: "); }));
     EXPECT_EQ(message(), "Timer started: Nineteen characters");
     ASSERT_TRUE(spinUntil([&] { return status->item.toolTip().contains("Nineteen"); }));
-    EXPECT_EQ(status->item.toolTip(), "0:00 · Nineteen characte…\nTimer: Nineteen characters");
+    EXPECT_EQ(status->item.toolTip(), "Mirk Vantle Agents\nTimer: 0:00 · Nineteen characters");
 
     // The workspace switches time tracking off while an entry runs: only the icon, no timer rows.
     fault(statePath,
@@ -161,9 +163,17 @@ TEST_F(StatusMenuTest, TheRowsFollowTheTimerInBothLanguagesAndTheIconShowsItRunn
     EXPECT_FALSE(status->showsRunning);
     EXPECT_EQ(opened().mid(2, 2), (QStringList{"-", "Agents"}));
 
-    // Without a desktop key: no timer rows either, and a hidden figure offers itself back.
+    // Without a desktop key: no timer rows either, the icon plain at once, and a hidden figure
+    // offers itself back.
+    stage->closeChat();
+    stage->startTimer(std::nullopt);
+    ASSERT_TRUE(spinUntil([&] { return status->showsRunning; }));
+    ASSERT_TRUE(runUntil([&] { return stage->balloonPanel && message().startsWith("Timer started"); }));
+    stage->closeChat();
     services.secretStore->secrets.remove(QLatin1String(Keychain::desktopKeyAccount));
-    TimeTracker::shared().refresh();
+    TimeTracker::shared().forgetWorkspace();
+    EXPECT_FALSE(status->showsRunning) << "the key is gone: no frozen green clock";
+    EXPECT_EQ(status->item.toolTip(), "Mirk Vantle Agents\nNot connected to Vantle");
     stage->playerWantsToDisappear(stage->player());
     run(3);
     const QStringList keyless = opened();
@@ -171,6 +181,44 @@ TEST_F(StatusMenuTest, TheRowsFollowTheTimerInBothLanguagesAndTheIconShowsItRunn
     row(status->menu, "Show Agent")->trigger();
     run(3);
     EXPECT_FALSE(stage->player().isHidden);
+}
+
+TEST_F(StatusMenuTest, TheTrayCountsTheWaitingNoticesAndShowsTheNextOneAtOnce) {
+    stage->openChat(true);
+    push({{"agentId", "dorn"}, {"title", "First"}, {"message", "One"}});
+    push({{"agentId", "dorn"}, {"title", "Second"}, {"message", "Two"}});
+    ASSERT_TRUE(runUntil([&] { return status->showsWaiting == 2; }));
+    EXPECT_EQ(status->item.toolTip(), "Mirk Vantle Agents\nWaiting: 2");
+    EXPECT_EQ(opened().first(), "Waiting (2)");
+    Settings::setValue(QLatin1String(Settings::Key::language), QStringLiteral("et"));
+    EXPECT_EQ(opened().first(), "Ootel (2)");
+    Settings::setValue(QLatin1String(Settings::Key::language), QStringLiteral("en"));
+
+    // The row shows the oldest at once, over the open chat.
+    row(status->menu, "Ootel")->trigger();
+    EXPECT_EQ(message(), "One");
+    EXPECT_EQ(status->showsWaiting, 1);
+    EXPECT_EQ(status->item.toolTip(), "Mirk Vantle Agents\nWaiting: 1");
+    ASSERT_TRUE(runUntil([&] { return message() == "Two"; }));
+    EXPECT_EQ(status->showsWaiting, 0);
+    EXPECT_EQ(status->item.toolTip(), "Mirk Vantle Agents");
+    EXPECT_EQ(opened().first(), "Chat…\tCtrl+Alt+Space");
+
+    // The count is drawn on the icon: red in the lower right, none without waiting notices.
+    const auto red = [](const QImage& image) {
+        int count = 0;
+        for (int y = image.height() / 2; y < image.height(); ++y) {
+            for (int x = image.width() / 2; x < image.width(); ++x) {
+                const QColor c = image.pixelColor(x, y);
+                count += c.alpha() > 200 && c.red() > c.green() + 120 ? 1 : 0;
+            }
+        }
+        return count;
+    };
+    for (const int size : TrayArtwork::sizes) {
+        EXPECT_GT(red(TrayArtwork::image(size, false, 3)), size) << size;
+        EXPECT_EQ(red(TrayArtwork::image(size, true, 0)), 0) << size;
+    }
 }
 
 TEST_F(StatusMenuTest, MuteSilencesAtOnceAndTheArtworkHasARimAtEverySize) {
@@ -190,7 +238,7 @@ TEST_F(StatusMenuTest, MuteSilencesAtOnceAndTheArtworkHasARimAtEverySize) {
     // Light fill and dark rim at every size, so the icon shows on any panel; green while running.
     for (const int size : TrayArtwork::sizes) {
         for (const bool running : {false, true}) {
-            const QImage image = TrayArtwork::image(size, running);
+            const QImage image = TrayArtwork::image(size, running, 0);
             int light = 0, dark = 0, green = 0;
             for (int y = 0; y < size; ++y) {
                 for (int x = 0; x < size; ++x) {

@@ -176,7 +176,9 @@ TEST_F(SettingsModelTest, ReportTimeModelsAndLaunchAtLogin) {
     EXPECT_TRUE(model->launchAtLogin);
     QFile file(entry);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    EXPECT_TRUE(file.readAll().contains("Exec=\"/opt/Mirk \\\"Agents\\\"/mirkvantle-agents\"\n"));
+    const QByteArray written = file.readAll();
+    EXPECT_TRUE(written.contains("\nExec=\"/opt/Mirk \\\"Agents\\\"/mirkvantle-agents\"\n"));
+    EXPECT_TRUE(written.contains("\nTryExec=/opt/Mirk \"Agents\"/mirkvantle-agents\n"));
     file.close();
     model->setLaunchAtLogin(false);
     EXPECT_FALSE(QFile::exists(entry));

@@ -40,6 +40,7 @@ void StageFixture::SetUp() {
     VantleEvents::shared().onNotification = [this](const VantleNotification& n) {
         stage->showVantleNotification(n);
     };
+    VantleEvents::shared().onNotificationRead = [this](const QString& id) { stage->notificationRead(id); };
     VantleEvents::shared().start();
     ASSERT_TRUE(spinUntil([] { return VantleEvents::shared().state() == VantleEvents::State::streaming; }));
     run(1.0);
@@ -47,6 +48,7 @@ void StageFixture::SetUp() {
 
 void StageFixture::TearDown() {
     VantleEvents::shared().onNotification = nullptr;
+    VantleEvents::shared().onNotificationRead = nullptr;
     if (stage) {
         stage->closeChat();
     }

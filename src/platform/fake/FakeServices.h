@@ -5,6 +5,7 @@
 #include <QHash>
 #include <QList>
 #include <QMap>
+#include <QRegion>
 #include <QSet>
 
 #include <functional>
@@ -125,8 +126,12 @@ public:
 class FakeWindowTraits final : public WindowTraits {
 public:
     void setClickThrough(QWindow& window, bool on) override { clickThrough.insert(&window, on); }
+    void setInputRegion(QWindow& window, const QRegion& region) override {
+        inputRegions.insert(&window, region);
+    }
     void keepOffTaskbar(QWindow& window) override { offTaskbar.insert(&window); }
     QHash<const QWindow*, bool> clickThrough;
+    QHash<const QWindow*, QRegion> inputRegions;
     QSet<const QWindow*> offTaskbar;
 };
 

@@ -25,6 +25,17 @@ QString quotedExec(const QString& path) {
     return QLatin1Char('"') + escaped + QLatin1Char('"');
 }
 
+// A plain string value of a desktop entry: only the backslash and the control characters
+// are escaped.
+QString entryString(const QString& value) {
+    QString escaped = value;
+    escaped.replace(QLatin1Char('\\'), QStringLiteral("\\\\"));
+    escaped.replace(QLatin1Char('\n'), QStringLiteral("\\n"));
+    escaped.replace(QLatin1Char('\t'), QStringLiteral("\\t"));
+    escaped.replace(QLatin1Char('\r'), QStringLiteral("\\r"));
+    return escaped;
+}
+
 } // namespace
 
 XdgAutostart::XdgAutostart(QString e) : executable(std::move(e)) {}
@@ -68,6 +79,10 @@ std::optional<QString> XdgAutostart::setEnabled(bool enabled) {
                              "\n"
                              "Exec=" +
                              quotedExec(executable).toUtf8() +
+                             "\n"
+                             // A removed program leaves an entry that the session passes over.
+                             "TryExec=" +
+                             entryString(executable).toUtf8() +
                              "\n"
                              "Icon=mirkvantle-agents\n"
                              "Terminal=false\n"
