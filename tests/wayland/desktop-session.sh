@@ -20,7 +20,8 @@ if [ "$(id -u)" -ne 0 ]; then
 fi
 if [ -z "${MIRK_IN_NAMESPACE:-}" ]; then
   export MIRK_IN_NAMESPACE=1
-  exec unshare --mount --net --fork -- "$0" "$desktop" "$@"
+  # A private process namespace too: whatever the desktop started ends with this script.
+  exec unshare --mount --net --pid --fork --mount-proc -- "$0" "$desktop" "$@"
 fi
 mount --make-rprivate /
 mount -t tmpfs -o mode=1777 tmpfs /tmp/.X11-unix 2>/dev/null ||
