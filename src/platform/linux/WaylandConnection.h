@@ -33,7 +33,6 @@ public:
     bool roundtrip(int timeoutMs);
     // Sends requests made outside an event handler.
     void flush();
-    bool isLost() const { return lost; }
 
 signals:
     // Once, when the compositor closes the connection or it fails.
