@@ -2,137 +2,90 @@
 
 #include <QDeadlineTimer>
 #include <QFile>
-#include <QHostAddress>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QTcpSocket>
 
 #include <gtest/gtest.h>
+#include <httplib.h>
 
+#include <condition_variable>
 #include <iostream>
+#include <mutex>
+#include <thread>
 
-// An HTTP/1.1 response read incrementally: head, then a body framed by length, by chunks, or
-// by the end of the connection.
-struct SimProcess::Stream::Reader {
-    enum class Framing { Length, Chunked, UntilClose };
-    enum class ChunkState { Size, Data, DataEnd, Trailer };
-
-    QByteArray pending;
+// One exchange through the HTTP library's client, on a thread of its own so that the test can
+// read the body while it arrives and stop it at any point.
+struct SimProcess::Stream::Exchange {
+    httplib::Client client;
+    std::thread thread;
+    mutable std::mutex mutex;
+    std::condition_variable changed;
     bool headDone = false;
     int status = 0;
     Headers headers;
-    Framing framing = Framing::UntilClose;
-    ChunkState chunkState = ChunkState::Size;
-    qint64 left = 0;
     QByteArray body;
     bool complete = false;
     bool closed = false;
 
-    void feed(const QByteArray& bytes) {
-        pending += bytes;
-        if (!headDone && !readHead())
-            return;
-        readBody();
+    Exchange(quint16 port, int timeoutMs) : client("127.0.0.1", port) {
+        const auto patience = std::chrono::milliseconds(std::max(timeoutMs, 1));
+        client.set_connection_timeout(patience);
+        client.set_read_timeout(patience);
+        // Targets are written already encoded, as the program would send them.
+        client.set_url_encode(false);
     }
 
-    void connectionClosed() {
-        closed = true;
-        if (headDone && framing == Framing::UntilClose)
-            complete = true;
+    void start(const QByteArray& method, const QString& target, const SimProcess::Headers& headers,
+               const QByteArray& requestBody) {
+        httplib::Request request;
+        request.method = method.toStdString();
+        request.path = target.toStdString();
+        for (const auto& [name, value] : headers)
+            request.headers.emplace(name.toStdString(), value.toStdString());
+        request.body = requestBody.toStdString();
+        if (!requestBody.isEmpty() && !request.has_header("Content-Type"))
+            request.headers.emplace("Content-Type", "application/octet-stream");
+        request.response_handler = [this](const httplib::Response& response) {
+            const std::lock_guard lock(mutex);
+            headDone = true;
+            status = response.status;
+            for (const auto& [name, value] : response.headers)
+                this->headers.append(
+                    {QByteArray::fromStdString(name).toLower(), QByteArray::fromStdString(value)});
+            changed.notify_all();
+            return true;
+        };
+        request.content_receiver = [this](const char* data, size_t length, uint64_t, uint64_t) {
+            const std::lock_guard lock(mutex);
+            body.append(data, static_cast<qsizetype>(length));
+            changed.notify_all();
+            return true;
+        };
+        thread = std::thread([this, request = std::move(request)]() mutable {
+            const httplib::Result result = client.send(request);
+            const std::lock_guard lock(mutex);
+            complete = static_cast<bool>(result);
+            closed = true;
+            changed.notify_all();
+        });
     }
 
-    bool readHead() {
-        const qsizetype end = pending.indexOf("\r\n\r\n");
-        if (end < 0)
-            return false;
-        const QList<QByteArray> lines = pending.left(end).split('\n');
-        pending.remove(0, end + 4);
-        headDone = true;
-        const QList<QByteArray> statusLine = lines.value(0).trimmed().split(' ');
-        status = statusLine.value(1).toInt();
-        for (qsizetype i = 1; i < lines.size(); ++i) {
-            const QByteArray line = lines.at(i).trimmed();
-            const qsizetype colon = line.indexOf(':');
-            if (colon > 0)
-                headers.append({line.left(colon).trimmed().toLower(), line.mid(colon + 1).trimmed()});
-        }
-        for (const auto& [name, value] : headers) {
-            if (name == "transfer-encoding" && value.toLower().contains("chunked")) {
-                framing = Framing::Chunked;
-            } else if (name == "content-length" && framing != Framing::Chunked) {
-                framing = Framing::Length;
-                left = value.toLongLong();
-            }
-        }
-        if (framing == Framing::Length && left == 0)
-            complete = true;
-        return true;
+    // Waits until `done` holds or the time runs out; gives what `done` says at the end.
+    template <typename Done> bool waitUntil(Done done, int timeoutMs) {
+        std::unique_lock lock(mutex);
+        return changed.wait_for(lock, std::chrono::milliseconds(std::max(timeoutMs, 0)), [&] {
+            return done() || closed;
+        }) && done();
     }
 
-    void readBody() {
-        if (complete)
-            return;
-        if (framing == Framing::UntilClose) {
-            body += pending;
-            pending.clear();
-            return;
-        }
-        if (framing == Framing::Length) {
-            const qint64 take = std::min<qint64>(left, pending.size());
-            body += pending.left(take);
-            pending.remove(0, take);
-            left -= take;
-            complete = left == 0;
-            return;
-        }
-        while (!complete) {
-            if (chunkState == ChunkState::Size || chunkState == ChunkState::Trailer) {
-                const qsizetype end = pending.indexOf("\r\n");
-                if (end < 0)
-                    return;
-                const QByteArray line = pending.left(end);
-                pending.remove(0, end + 2);
-                if (chunkState == ChunkState::Trailer) {
-                    complete = line.isEmpty();
-                    continue;
-                }
-                bool ok = false;
-                left = line.split(';').value(0).trimmed().toLongLong(&ok, 16);
-                if (!ok)
-                    return;
-                chunkState = left == 0 ? ChunkState::Trailer : ChunkState::Data;
-            } else if (chunkState == ChunkState::Data) {
-                if (pending.isEmpty())
-                    return;
-                const qint64 take = std::min<qint64>(left, pending.size());
-                body += pending.left(take);
-                pending.remove(0, take);
-                left -= take;
-                if (left == 0)
-                    chunkState = ChunkState::DataEnd;
-            } else {
-                if (pending.size() < 2)
-                    return;
-                pending.remove(0, 2);
-                chunkState = ChunkState::Size;
-            }
-        }
+    ~Exchange() {
+        client.stop();
+        if (thread.joinable())
+            thread.join();
     }
 };
 
 namespace {
-
-QByteArray requestHead(const QByteArray& method, const QString& target, quint16 port,
-                       const SimProcess::Headers& headers, const QByteArray& body) {
-    QByteArray head = method + ' ' + target.toUtf8() +
-                      " HTTP/1.1\r\nHost: 127.0.0.1:" + QByteArray::number(port) +
-                      "\r\nConnection: close\r\n";
-    for (const auto& [name, value] : headers)
-        head += name + ": " + value + "\r\n";
-    if (!body.isEmpty() || (method != "GET" && method != "HEAD"))
-        head += "Content-Length: " + QByteArray::number(body.size()) + "\r\n";
-    return head + "\r\n";
-}
 
 QByteArray jsonBytes(const QJsonValue& value) {
     if (value.isObject())
@@ -165,69 +118,40 @@ QJsonValue SimProcess::Reply::json() const {
     return parseJson(body);
 }
 
-SimProcess::Stream::Stream() : socket_(std::make_unique<QTcpSocket>()), reader_(std::make_unique<Reader>()) {}
+SimProcess::Stream::Stream(std::unique_ptr<Exchange> exchange) : exchange_(std::move(exchange)) {}
 
-SimProcess::Stream::~Stream() {
-    socket_->abort();
-}
+SimProcess::Stream::~Stream() = default;
 
 int SimProcess::Stream::status() const {
-    return reader_->status;
-}
-
-bool SimProcess::Stream::readSome(int timeoutMs) {
-    if (reader_->closed)
-        return false;
-    if (socket_->bytesAvailable() == 0 && !socket_->waitForReadyRead(std::max(timeoutMs, 0))) {
-        if (socket_->state() != QAbstractSocket::ConnectedState) {
-            reader_->feed(socket_->readAll());
-            reader_->connectionClosed();
-        }
-        return false;
-    }
-    reader_->feed(socket_->readAll());
-    return true;
+    const std::lock_guard lock(exchange_->mutex);
+    return exchange_->status;
 }
 
 bool SimProcess::Stream::waitFor(const QByteArray& needle, int timeoutMs) {
-    QDeadlineTimer deadline(timeoutMs);
-    while (!reader_->body.contains(needle)) {
-        if (deadline.hasExpired() || reader_->complete || reader_->closed)
-            return reader_->body.contains(needle);
-        readSome(static_cast<int>(deadline.remainingTime()));
-    }
-    return true;
+    return exchange_->waitUntil([&] { return exchange_->body.contains(needle); }, timeoutMs);
 }
 
 bool SimProcess::Stream::waitForEvents(int count, int timeoutMs) {
-    QDeadlineTimer deadline(timeoutMs);
-    while (events().size() < count) {
-        if (deadline.hasExpired() || reader_->complete || reader_->closed)
-            return events().size() >= count;
-        readSome(static_cast<int>(deadline.remainingTime()));
-    }
-    return true;
+    return exchange_->waitUntil([&] { return eventsIn(exchange_->body).size() >= count; }, timeoutMs);
 }
 
 bool SimProcess::Stream::waitForEnd(int timeoutMs) {
-    QDeadlineTimer deadline(timeoutMs);
-    while (!reader_->complete && !reader_->closed) {
-        if (deadline.hasExpired())
-            return false;
-        readSome(static_cast<int>(deadline.remainingTime()));
-    }
-    return true;
+    return exchange_->waitUntil([&] { return exchange_->closed; }, timeoutMs);
 }
 
 QByteArray SimProcess::Stream::body() const {
-    return reader_->body;
+    const std::lock_guard lock(exchange_->mutex);
+    return exchange_->body;
 }
 
 QList<SimProcess::Stream::Event> SimProcess::Stream::events() const {
+    return eventsIn(body());
+}
+
+QList<SimProcess::Stream::Event> SimProcess::Stream::eventsIn(QByteArray text) {
     QList<Event> events;
     Event current{"message", {}};
     bool hasData = false;
-    QByteArray text = reader_->body;
     text.replace("\r", "");
     const QList<QByteArray> lines = text.split('\n');
     // The last piece has no line end yet, so it doesn't count.
@@ -251,11 +175,13 @@ QList<SimProcess::Stream::Event> SimProcess::Stream::events() const {
 }
 
 bool SimProcess::Stream::ended() const {
-    return reader_->complete || reader_->closed;
+    const std::lock_guard lock(exchange_->mutex);
+    return exchange_->closed;
 }
 
 bool SimProcess::Stream::endedCleanly() const {
-    return reader_->complete;
+    const std::lock_guard lock(exchange_->mutex);
+    return exchange_->complete;
 }
 
 SimProcess::SimProcess(const QStringList& extraArguments) {
@@ -315,21 +241,18 @@ QUrl SimProcess::rootUrl() const {
 
 SimProcess::Reply SimProcess::request(const QByteArray& method, const QString& target, const Headers& headers,
                                       const QByteArray& body, int timeoutMs) const {
-    Stream exchange;
-    QDeadlineTimer deadline(timeoutMs);
-    exchange.socket_->connectToHost(QHostAddress::LocalHost, port_);
-    if (!exchange.socket_->waitForConnected(timeoutMs))
-        return {};
-    exchange.socket_->write(requestHead(method, target, port_, headers, body) + body);
-    while (!exchange.reader_->complete && !exchange.reader_->closed && !deadline.hasExpired())
-        exchange.readSome(static_cast<int>(deadline.remainingTime()));
+    Stream::Exchange exchange(port_, timeoutMs);
+    exchange.start(method, target, headers, body);
+    exchange.waitUntil([&] { return exchange.closed; }, timeoutMs);
+    exchange.client.stop();
+    exchange.thread.join();
     Reply reply;
-    if (!exchange.reader_->headDone)
+    if (!exchange.headDone)
         return reply;
-    reply.status = exchange.reader_->status;
-    reply.headers = exchange.reader_->headers;
-    reply.body = exchange.reader_->body;
-    reply.complete = exchange.reader_->complete;
+    reply.status = exchange.status;
+    reply.headers = exchange.headers;
+    reply.body = exchange.body;
+    reply.complete = exchange.complete;
     return reply;
 }
 
@@ -377,18 +300,14 @@ void SimProcess::clearRequests() const {
 }
 
 std::unique_ptr<SimProcess::Stream> SimProcess::openStream(const QString& token, int timeoutMs) const {
-    std::unique_ptr<Stream> stream(new Stream);
-    QDeadlineTimer deadline(timeoutMs);
-    stream->socket_->connectToHost(QHostAddress::LocalHost, port_);
-    if (!stream->socket_->waitForConnected(timeoutMs))
-        return stream;
-    stream->socket_->write(requestHead(
-        "GET", base_ + QStringLiteral("/api/events/stream"), port_,
+    // The stream stays open as long as the test wants it; only its head is awaited here.
+    auto exchange = std::make_unique<Stream::Exchange>(port_, 24 * 3600 * 1000);
+    exchange->start(
+        "GET", base_ + QStringLiteral("/api/events/stream"),
         {{"Accept", "application/json, text/event-stream"}, {"Authorization", "Bearer " + token.toUtf8()}},
-        {}));
-    while (!stream->reader_->headDone && !stream->reader_->closed && !deadline.hasExpired())
-        stream->readSome(static_cast<int>(deadline.remainingTime()));
-    return stream;
+        {});
+    exchange->waitUntil([&] { return exchange->headDone; }, timeoutMs);
+    return std::unique_ptr<Stream>(new Stream(std::move(exchange)));
 }
 
 bool SimProcess::terminate(int timeoutMs) {

@@ -13,12 +13,10 @@
 
 #include <memory>
 
-class QTcpSocket;
-
 // The workspace simulator (tools/workspace-sim) as a child process for one test: started on a
 // free port, asked for its port by its first line, and stopped with SIGTERM when the object goes.
-// The helpers block; they talk plain HTTP/1.1 over a socket of their own, with no event loop,
-// and they are meant for tests only.
+// The helpers block, with no event loop: each exchange is the HTTP library's client on a
+// connection of its own. They are meant for tests only.
 class SimProcess {
 public:
     using Headers = QList<QPair<QByteArray, QByteArray>>;
@@ -56,11 +54,10 @@ public:
 
     private:
         friend class SimProcess;
-        Stream();
-        bool readSome(int timeoutMs);
-        struct Reader;
-        std::unique_ptr<QTcpSocket> socket_;
-        std::unique_ptr<Reader> reader_;
+        struct Exchange;
+        explicit Stream(std::unique_ptr<Exchange> exchange);
+        static QList<Event> eventsIn(QByteArray text);
+        std::unique_ptr<Exchange> exchange_;
     };
 
     // The raw body of one entry of the request log.
