@@ -2,6 +2,7 @@
 
 #include "app/VantleAgent.h"
 
+#include <QBuffer>
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
@@ -46,8 +47,28 @@ QString locateDirectory() {
     return {};
 }
 
-void logFailure(const QString& id) {
+// The reason goes on a line of its own, so that a failure in a long run says whether the files
+// or the machine (descriptors, memory) were at fault.
+void logFailure(const QString& id, const QString& reason = {}) {
     qInfo().noquote() << QStringLiteral("Could not load the character ") + id;
+    if (!reason.isEmpty()) {
+        qInfo().noquote() << QStringLiteral("  ") + reason;
+    }
+}
+
+// The whole file at once, so that no descriptor stays open while the image decodes.
+std::optional<QByteArray> readWhole(const QString& path, QString& reason) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        reason = QFileInfo(path).fileName() + QLatin1String(": ") + file.errorString();
+        return std::nullopt;
+    }
+    QByteArray bytes = file.readAll();
+    if (file.error() != QFileDevice::NoError) {
+        reason = QFileInfo(path).fileName() + QLatin1String(": ") + file.errorString();
+        return std::nullopt;
+    }
+    return bytes;
 }
 
 // The decoded atlas at one byte a pixel when its colours fit a table, exactly; otherwise at
@@ -153,21 +174,29 @@ std::shared_ptr<const CharacterSheet> CharacterSheet::named(const QString& id) {
         return nullptr;
     }
     const QString folder = dir + QLatin1Char('/') + id;
-    QFile file(folder + QLatin1String("/character.json"));
-    if (!file.open(QIODevice::ReadOnly)) {
-        logFailure(id);
+    QString reason;
+    const auto json = readWhole(folder + QLatin1String("/character.json"), reason);
+    if (!json) {
+        logFailure(id, reason);
         return nullptr;
     }
-    auto definition = CharacterDefinition::decode(file.readAll());
+    auto definition = CharacterDefinition::decode(*json);
     if (!definition || definition->columns < 1 || definition->rows < 1) {
-        logFailure(id);
+        logFailure(id, QStringLiteral("character.json: not a character's definition"));
         return nullptr;
     }
-    QImageReader reader(folder + QLatin1String("/atlas.png"));
+    auto png = readWhole(folder + QLatin1String("/atlas.png"), reason);
+    if (!png) {
+        logFailure(id, reason);
+        return nullptr;
+    }
+    // Named as PNG, the bytes go to Qt's own decoder with no guessing among image plugins.
+    QBuffer buffer(&*png);
+    QImageReader reader(&buffer, "png");
     reader.setAutoTransform(false);
     const QImage decoded = reader.read();
     if (decoded.isNull()) {
-        logFailure(id);
+        logFailure(id, QLatin1String("atlas.png: ") + reader.errorString());
         return nullptr;
     }
     auto sheet = std::make_shared<const CharacterSheet>(std::move(*definition), compact(decoded));

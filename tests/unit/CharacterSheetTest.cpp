@@ -52,11 +52,21 @@ TEST_F(CharacterSheetTest, BrokenPackagesFailWithOneLogLineAndAreNotRemembered) 
     for (const char* id : {"dorn", "lirra", "morvo", "pelka", "zed", "yan", "nobody", "../dorn"}) {
         EXPECT_EQ(CharacterSheet::named(id), nullptr) << id;
     }
-    EXPECT_EQ(LogCapture::lines(),
+    QStringList headlines;
+    QStringList reasons;
+    for (const QString& line : LogCapture::lines())
+        (line.startsWith("  ") ? reasons : headlines) << line.trimmed();
+    EXPECT_EQ(headlines,
               (QStringList{"Could not load the character dorn", "Could not load the character lirra",
                            "Could not load the character morvo", "Could not load the character pelka",
                            "Could not load the character zed", "Could not load the character yan",
                            "Could not load the character nobody", "Could not load the character ../dorn"}));
+    // Each says which file was at fault and why, so that a failure in a long run can be told
+    // from a fault of the machine.
+    ASSERT_EQ(reasons.size(), 7) << reasons.join('\n').toStdString();
+    EXPECT_EQ(reasons.at(3), "character.json: not a character's definition");
+    EXPECT_TRUE(reasons.at(4).startsWith("atlas.png: ")) << reasons.at(4).toStdString();
+    EXPECT_EQ(reasons.at(6), "character.json: No such file or directory");
 
     // Mended on disk, the package loads: the failure was not cached.
     fixture.add("dorn", CharacterFixture::definition("dorn"));
