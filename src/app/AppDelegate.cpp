@@ -193,6 +193,18 @@ void AppDelegate::setUpStage() {
         const QPointF local = view.mapFrom(view.window(), point);
         return sheet->isOpaque(*cell, QPointF(local.x() / view.width(), 1.0 - local.y() / view.height()));
     };
+    window->figureRegion = [weakStage] {
+        if (!weakStage) {
+            return QRegion();
+        }
+        const CharacterView& view = weakStage->view();
+        const auto sheet = view.sheet();
+        const auto cell = view.cell();
+        if (!sheet || !cell) {
+            return QRegion();
+        }
+        return sheet->opaqueRegion(*cell, view.size()).translated(view.mapTo(view.window(), QPoint()));
+    };
     window->onFileDrag = [weakStage](bool active) {
         if (!weakStage) {
             return;

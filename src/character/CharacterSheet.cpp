@@ -13,7 +13,10 @@
 #include <QtDebug>
 
 #include <algorithm>
+#include <array>
+#include <cmath>
 #include <limits>
+#include <vector>
 
 namespace {
 
@@ -277,6 +280,70 @@ bool CharacterSheet::isOpaque(int cell, QPointF point) const {
         return false;
     }
     return qAlpha(atlas.pixel(static_cast<int>(pixelX), static_cast<int>(pixelY))) > 16;
+}
+
+QRegion CharacterSheet::opaqueRegion(int cell, QSize shown) const {
+    const int cellWidth = atlas.width() / definition.columns;
+    const int cellHeight = atlas.height() / definition.rows;
+    if (cell < 0 || cell >= definition.columns * definition.rows || cellWidth <= 0 || cellHeight <= 0 ||
+        shown.isEmpty()) {
+        return {};
+    }
+    // Which colours of an indexed atlas are visible, looked up once rather than per pixel; a
+    // full-colour atlas is read through the same table, one row at a time.
+    std::array<bool, 256> visibleColour{};
+    const QList<QRgb> colours = atlas.colorTable();
+    for (qsizetype i = 0; i < std::min<qsizetype>(colours.size(), 256); ++i) {
+        visibleColour[static_cast<std::size_t>(i)] = qAlpha(colours.at(i)) > 16;
+    }
+    const bool indexed = atlas.format() == QImage::Format_Indexed8;
+    std::vector<uchar> row(static_cast<std::size_t>(cellWidth));
+    if (!indexed) {
+        visibleColour.fill(false);
+        visibleColour[1] = true;
+    }
+    const int left = (cell % definition.columns) * cellWidth;
+    const int top = (cell / definition.columns) * cellHeight;
+    // The first view pixel whose middle lies at or past a cell edge, for each axis.
+    const auto firstAt = [](int edge, int cellSize, int viewSize) {
+        const double at = std::ceil(static_cast<double>(edge) * viewSize / cellSize - 0.5);
+        return std::clamp(static_cast<int>(at), 0, viewSize);
+    };
+    QList<QRect> rects;
+    for (int y = 0; y < cellHeight; ++y) {
+        const int rowTop = firstAt(y, cellHeight, shown.height());
+        const int rowBottom = firstAt(y + 1, cellHeight, shown.height());
+        if (rowBottom <= rowTop) {
+            continue;
+        }
+        const uchar* line = atlas.constScanLine(top + y);
+        if (indexed) {
+            std::copy_n(line + left, cellWidth, row.begin());
+        } else {
+            const auto* pixels = reinterpret_cast<const QRgb*>(line) + left;
+            std::transform(pixels, pixels + cellWidth, row.begin(),
+                           [](QRgb pixel) { return static_cast<uchar>(qAlpha(pixel) > 16); });
+        }
+        for (int x = 0; x < cellWidth;) {
+            if (!visibleColour[row[static_cast<std::size_t>(x)]]) {
+                ++x;
+                continue;
+            }
+            const int start = x;
+            while (x < cellWidth && visibleColour[row[static_cast<std::size_t>(x)]]) {
+                ++x;
+            }
+            const int from = firstAt(start, cellWidth, shown.width());
+            const int to = firstAt(x, cellWidth, shown.width());
+            if (to > from) {
+                rects.append(QRect(from, rowTop, to - from, rowBottom - rowTop));
+            }
+        }
+    }
+    // One band per row of the cell, each sorted from the left: the order a region keeps.
+    QRegion region;
+    region.setRects(rects.constData(), static_cast<int>(rects.size()));
+    return region;
 }
 
 QImage CharacterSheet::cellImage(int cell) const {

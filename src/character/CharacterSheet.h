@@ -5,6 +5,8 @@
 #include <QImage>
 #include <QPointF>
 #include <QRectF>
+#include <QRegion>
+#include <QSize>
 #include <QString>
 #include <QStringList>
 
@@ -47,6 +49,10 @@ public:
     // Whether the cell has a visible pixel at a point in the cell's unit coordinates (x to the
     // right, y up); alpha above 16 counts as visible.
     bool isOpaque(int cell, QPointF point) const;
+
+    // The cell's visible pixels as they are drawn over a view of this size: the view's pixels
+    // whose middles fall on a visible pixel of the cell, as isOpaque would answer for them.
+    QRegion opaqueRegion(int cell, QSize shown) const;
 
     // The cell as it is drawn: a small image of its own, four bytes a pixel, premultiplied.
     QImage cellImage(int cell) const;

@@ -35,10 +35,9 @@ CharacterWindow::CharacterWindow(QWidget* parent)
     connect(&glide, &QVariantAnimation::valueChanged, this,
             [this](const QVariant& value) { setGeometry(value.toRect()); });
 
-    // Without a way to read the pointer the window cannot tell the figure's pixels from the rest,
-    // so it stays solid, and nothing needs watching.
-    ignoresMouse = platform::services().pointer != nullptr;
-    if (ignoresMouse) {
+    // Without a way to read the pointer there is no hover to find; the input region still sends
+    // each press where it belongs.
+    if (platform::services().pointer) {
         glance = base::Scheduler::current().every(1.0 / 15.0, [this] { look(); });
     }
 }
@@ -127,6 +126,7 @@ void CharacterWindow::resizeEvent(QResizeEvent* event) {
     if (content) {
         content->setGeometry(rect());
     }
+    updateInputRegion();
     storeFrame();
 }
 
@@ -135,7 +135,7 @@ void CharacterWindow::showEvent(QShowEvent* event) {
     if (auto traits = platform::services().windowTraits; traits && !event->spontaneous()) {
         winId();
         traits->keepOffTaskbar(*windowHandle());
-        traits->setClickThrough(*windowHandle(), ignoresMouse);
+        updateInputRegion();
     }
 }
 
@@ -167,6 +167,7 @@ void CharacterWindow::look() {
     }
     if (fileDragActive) {
         fileDragActive = false;
+        updateInputRegion();
         lastLook.reset();
         updateHover(state);
         updateAlpha();
@@ -205,11 +206,16 @@ void CharacterWindow::noticeFileDrag() {
     dragBoardSeen = count;
     fileDragActive = true;
     // The whole window takes the drop, transparent pixels too.
-    setIgnoresMouseEvents(false);
+    updateInputRegion();
     updateAlpha();
     if (onFileDrag) {
         onFileDrag(true);
     }
+}
+
+void CharacterWindow::poseDidChange() {
+    updateInputRegion();
+    updateHover();
 }
 
 void CharacterWindow::updateHover() {
@@ -228,20 +234,23 @@ void CharacterWindow::updateHover(const platform::Pointer::State& pointer) {
         // The middle of the screen pixel under the pointer.
         over = hasPixel(QPointF(mapFromGlobal(pointer.position)) + QPointF(0.5, 0.5));
     }
-    if (ignoresMouse == over) {
-        setIgnoresMouseEvents(!over);
-    }
     if (hovered != over) {
         hovered = over;
         updateAlpha();
     }
 }
 
-void CharacterWindow::setIgnoresMouseEvents(bool ignore) {
-    ignoresMouse = ignore;
+QRegion CharacterWindow::inputRegion() const {
+    if (fileDragActive || !figureRegion) {
+        return QRegion(rect());
+    }
+    return figureRegion();
+}
+
+void CharacterWindow::updateInputRegion() {
     const auto traits = platform::services().windowTraits;
-    if (traits && windowHandle()) {
-        traits->setClickThrough(*windowHandle(), ignore);
+    if (traits && windowHandle() && isVisible()) {
+        traits->setInputRegion(*windowHandle(), inputRegion());
     }
 }
 

@@ -5,6 +5,7 @@
 
 #include <QPoint>
 #include <QRect>
+#include <QRegion>
 #include <QVariantAnimation>
 #include <QWidget>
 
@@ -13,9 +14,10 @@
 
 // The transparent window in which the figure stands. The pointer passes through every
 // transparent pixel to whatever lies behind and is caught only by the figure's own pixels: the
-// window watches the pointer 15 times a second, asks whether a visible pixel lies under it, and
-// switches its click-through by itself. The same watch finds a file drag that began anywhere on
-// the screen. Half transparent when nothing concerns it, solid otherwise.
+// window's input region is the visible pixels of the pose on show, so the window system itself
+// sends each press to the right window at once. A watch of the pointer 15 times a second finds
+// the hover, which makes the figure solid, and a file drag that began anywhere on the screen,
+// which opens the whole window to the drop. Half transparent when nothing concerns it.
 class CharacterWindow : public QWidget {
     Q_OBJECT
 public:
@@ -40,20 +42,24 @@ public:
     bool setFrameUsingName(const QString& name);
     void setFrameAutosaveName(const QString& name);
 
-    // Runs the hover test now; also called by the stage when the pose changes.
-    void updateHover();
+    // The figure took another pose: its visible pixels take the clicks now, and the hover is
+    // tested again under a pointer that may not have moved.
+    void poseDidChange();
     void updateAlpha();
     void updateAlphaSoon();
     // One watch of the pointer and the drag selection; the timer calls it 15 times a second.
     void look();
 
-    bool ignoresMouseEvents() const { return ignoresMouse; }
+    // The part of the window that takes presses, in the window's own coordinates.
+    QRegion inputRegion() const;
     bool isHovered() const { return hovered; }
     bool isFileDragActive() const { return fileDragActive; }
     double alphaTarget() const { return fade.endValue().toDouble(); }
 
     // Whether a visible pixel lies at this point of the window; none counts every point.
     std::function<bool(QPointF point)> hasPixel;
+    // The visible pixels of the pose on show; none counts the whole window.
+    std::function<QRegion()> figureRegion;
     std::function<void(bool active)> onFileDrag;
 
 protected:
@@ -63,9 +69,10 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
+    void updateHover();
     void updateHover(const platform::Pointer::State& pointer);
     void noticeFileDrag();
-    void setIgnoresMouseEvents(bool ignore);
+    void updateInputRegion();
     void storeFrame();
     QRect screenArea() const;
 
@@ -77,7 +84,6 @@ private:
     QWidget* content = nullptr;
     bool hovered = false;
     bool fileDragActive = false;
-    bool ignoresMouse = true;
     bool centerWhenSized = false;
     std::optional<int> dragBoardSeen;
     std::optional<Look> lastLook;

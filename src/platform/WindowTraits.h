@@ -10,10 +10,8 @@ namespace platform {
 class WindowTraits {
 public:
     virtual ~WindowTraits() = default;
-    // On: clicks and hovering go to the windows behind, as if this one were not there.
-    virtual void setClickThrough(QWindow& window, bool on) = 0;
     // Only this part of the window, in its own coordinates, takes clicks; the rest passes them
-    // to the windows behind. Click-through, while on, wins over it.
+    // to the windows behind, as if it were not there. An empty region lets every click through.
     virtual void setInputRegion(QWindow& window, const QRegion& region) = 0;
     // Called before the window is shown, each time: window managers forget it on hiding.
     virtual void keepOffTaskbar(QWindow& window) = 0;

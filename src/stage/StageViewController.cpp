@@ -43,7 +43,7 @@ StageViewController::StageViewController(QObject* parent)
     };
     characterView->onPoseChange = [self] {
         if (self && self->window()) {
-            self->window()->updateHover();
+            self->window()->poseDidChange();
         }
     };
     characterView->onFilesOver = [self](bool over) {

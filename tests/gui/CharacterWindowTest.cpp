@@ -26,6 +26,7 @@ protected:
             ++pixelTests;
             return solid && QRectF(16, 16, 32, 32).contains(point);
         };
+        window->figureRegion = [this] { return solid ? QRegion(16, 16, 32, 32) : QRegion(); };
         window->onFileDrag = [this](bool active) {
             drags << active;
             hoverAtDragEnd = window->isHovered();
@@ -55,6 +56,7 @@ protected:
     base::VirtualScheduler scheduler;
     QWidget other;
     std::unique_ptr<CharacterWindow> window;
+    QRegion taking() const { return services.windowTraits->inputRegions.value(window->windowHandle()); }
     int pixelTests = 0;
     bool solid = true;
     QList<bool> drags;
@@ -72,28 +74,34 @@ TEST_F(CharacterWindowTest, IsAFramelessToolWindowThatStaysOnTopAndOffTheTaskbar
     EXPECT_TRUE(services.windowTraits->offTaskbar.contains(window->windowHandle()));
 }
 
-TEST_F(CharacterWindowTest, ATransparentCornerLetsClicksThrough) {
+TEST_F(CharacterWindowTest, OnlyTheFiguresPixelsTakeClicksWhereverThePointerIs) {
+    EXPECT_EQ(taking(), QRegion(16, 16, 32, 32)) << "set when shown, before the pointer comes";
     services.pointer->at = {102, 102};
     scheduler.advance(tick);
-    EXPECT_TRUE(window->ignoresMouseEvents());
+    EXPECT_EQ(taking(), QRegion(16, 16, 32, 32));
     EXPECT_FALSE(window->isHovered());
-    EXPECT_TRUE(services.windowTraits->clickThrough.value(window->windowHandle()));
+
+    // A new pose gives a new region at once, with no wait for the pointer's watch.
+    solid = false;
+    window->poseDidChange();
+    EXPECT_TRUE(taking().isEmpty()) << "a hidden figure lets every click through";
+    solid = true;
+    window->poseDidChange();
+    EXPECT_EQ(taking(), QRegion(16, 16, 32, 32));
+    window->resize(80, 80);
+    EXPECT_EQ(taking(), window->inputRegion()) << "a new size is told too";
 }
 
-TEST_F(CharacterWindowTest, TheFiguresPixelsCatchThePointerAndLetItGoAgain) {
+TEST_F(CharacterWindowTest, TheFiguresPixelsMakeItSolidUnderThePointerAndLetItGoAgain) {
     focusElsewhere();
     services.pointer->at = {132, 132};
     scheduler.advance(tick);
-    EXPECT_FALSE(window->ignoresMouseEvents());
     EXPECT_TRUE(window->isHovered());
-    EXPECT_FALSE(services.windowTraits->clickThrough.value(window->windowHandle()));
     EXPECT_EQ(window->alphaTarget(), 1.0);
 
     services.pointer->at = {300, 300};
     scheduler.advance(tick);
-    EXPECT_TRUE(window->ignoresMouseEvents());
     EXPECT_FALSE(window->isHovered());
-    EXPECT_TRUE(services.windowTraits->clickThrough.value(window->windowHandle()));
     EXPECT_EQ(window->alphaTarget(), 0.5);
 }
 
@@ -116,9 +124,9 @@ TEST_F(CharacterWindowTest, APoseChangeUnderAStillPointerEndsTheHover) {
     scheduler.advance(tick);
     ASSERT_TRUE(window->isHovered());
     solid = false; // the animation hides the figure
-    window->updateHover();
+    window->poseDidChange();
     EXPECT_FALSE(window->isHovered());
-    EXPECT_TRUE(window->ignoresMouseEvents());
+    EXPECT_TRUE(taking().isEmpty());
 }
 
 TEST_F(CharacterWindowTest, NoHoverChangeWhileAButtonIsHeld) {
@@ -139,7 +147,7 @@ TEST_F(CharacterWindowTest, AFileDragAnywhereOpensTheWholeWindowUntilTheButtonIs
     services.dragBoard->startDrag({"text/uri-list", "text/plain"});
     scheduler.advance(tick);
     EXPECT_TRUE(window->isFileDragActive());
-    EXPECT_FALSE(window->ignoresMouseEvents()) << "transparent pixels take the drop too";
+    EXPECT_EQ(taking(), QRegion(window->rect())) << "transparent pixels take the drop too";
     EXPECT_EQ(window->alphaTarget(), 1.0);
     EXPECT_EQ(drags, QList<bool>{true});
     scheduler.advance(1);
@@ -150,7 +158,7 @@ TEST_F(CharacterWindowTest, AFileDragAnywhereOpensTheWholeWindowUntilTheButtonIs
     EXPECT_FALSE(window->isFileDragActive());
     EXPECT_EQ(drags, (QList<bool>{true, false}));
     EXPECT_FALSE(hoverAtDragEnd) << "the hover state was brought up to date first";
-    EXPECT_TRUE(window->ignoresMouseEvents());
+    EXPECT_EQ(taking(), QRegion(16, 16, 32, 32));
 }
 
 TEST_F(CharacterWindowTest, ADragCountsOnlyOnceItOffersSomethingUsableWhileTheButtonIsHeld) {
@@ -267,11 +275,18 @@ TEST_F(CharacterWindowTest, AWindowWithoutASizeIsCentredOnceItGetsOne) {
     EXPECT_EQ(fresh.geometry().topLeft(), QPoint(10, 10)) << "only once";
 }
 
-TEST(CharacterWindowWithoutPointer, StaysSolidAndDoesNotWatch) {
+TEST(CharacterWindowWithoutPointer, TakesClicksByItsPixelsAndDoesNotWatch) {
     TestEnvironment::freshSettings();
-    platform::install({});
+    const auto traits = std::make_shared<platform::fake::FakeWindowTraits>();
+    platform::Services services;
+    services.windowTraits = traits;
+    platform::install(services);
     base::VirtualScheduler scheduler;
     CharacterWindow window;
-    EXPECT_FALSE(window.ignoresMouseEvents());
+    window.figureRegion = [] { return QRegion(4, 4, 8, 8); };
+    window.setGeometry(100, 100, 64, 64);
+    window.show();
+    EXPECT_EQ(traits->inputRegions.value(window.windowHandle()), QRegion(4, 4, 8, 8));
     EXPECT_EQ(scheduler.pending(), 0);
+    platform::install({});
 }

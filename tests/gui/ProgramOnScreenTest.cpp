@@ -30,12 +30,21 @@ using namespace onscreen;
 
 namespace {
 
-// Rectangles of the window's input shape: none while clicks pass through it.
-int inputRectangles(const QString& window) {
+// Whether the window's input shape holds this point of the window.
+bool takesClicksAt(const QString& window, QPoint point) {
     auto* c = platform::x11::connection();
     platform::x11::Reply<xcb_shape_get_rectangles_reply_t> reply(xcb_shape_get_rectangles_reply(
         c, xcb_shape_get_rectangles(c, window.toUInt(), XCB_SHAPE_SK_INPUT), nullptr));
-    return reply ? static_cast<int>(reply->rectangles_len) : -1;
+    if (!reply) {
+        return false;
+    }
+    const auto* rects = xcb_shape_get_rectangles_rectangles(reply.get());
+    for (int i = 0; i < xcb_shape_get_rectangles_rectangles_length(reply.get()); ++i) {
+        if (QRect(rects[i].x, rects[i].y, rects[i].width, rects[i].height).contains(point)) {
+            return true;
+        }
+    }
+    return false;
 }
 
 // An ordinary window behind the figure that notes where it was clicked.
@@ -90,29 +99,32 @@ TEST_F(ProgramOnScreen, TheFigureStandsClicksThroughItsCornersMovesAndComesBackW
         ASSERT_TRUE(spinUntil([&] { return catcher.windowHandle() && catcher.windowHandle()->isExposed(); }));
         const QPoint cornerPoint = frame.topLeft() + QPoint(4, 4);
         const QPoint middlePoint = frame.center();
-        const auto pointAt = [&](QPoint p, bool solid) {
-            EXPECT_TRUE(xdotool({"mousemove", QString::number(p.x()), QString::number(p.y())}));
-            return spinUntil([&] { return (inputRectangles(figure) > 0) == solid; });
+        // The window system itself knows the figure's pixels: a press right on arrival, with no
+        // time for the program to watch the pointer, goes where it belongs.
+        EXPECT_FALSE(takesClicksAt(figure, cornerPoint - frame.topLeft()));
+        EXPECT_TRUE(takesClicksAt(figure, middlePoint - frame.topLeft()));
+        const auto clickAt = [&](QPoint p) {
+            return xdotool({"mousemove", QString::number(p.x()), QString::number(p.y()), "click", "1"});
         };
+        ASSERT_TRUE(clickAt(cornerPoint)) << "clicks pass the transparent corner";
+        ASSERT_TRUE(spinUntil([&] { return catcher.clicks.size() == 1; }))
+            << run("xdotool", {"getmouselocation", "--shell"}).toStdString() << " figure "
+            << figure.toStdString() << " catcher " << catcher.winId() << " frame " << frame.x() << ","
+            << frame.y() << " takes " << takesClicksAt(figure, cornerPoint - frame.topLeft());
 
-        ASSERT_TRUE(pointAt(cornerPoint, false)) << "clicks pass the transparent corner";
-        ASSERT_TRUE(xdotool({"click", "1"}));
-        ASSERT_TRUE(spinUntil([&] { return catcher.clicks.size() == 1; }));
-
-        ASSERT_TRUE(pointAt(middlePoint, true)) << "the figure's pixels take the pointer";
-        ASSERT_TRUE(xdotool({"click", "1"}));
+        ASSERT_TRUE(clickAt(middlePoint));
         EXPECT_TRUE(spinUntil([&] { return run("xdotool", {"getactivewindow"}) == figure; }))
             << "the click went to the figure";
 
-        ASSERT_TRUE(pointAt(cornerPoint, false));
-        ASSERT_TRUE(xdotool({"click", "1"}));
+        ASSERT_TRUE(clickAt(cornerPoint));
         ASSERT_TRUE(spinUntil([&] { return catcher.clicks.size() >= 2; }));
         spinFor(200);
         EXPECT_EQ(catcher.clicks, (QList<QPoint>{cornerPoint, cornerPoint})) << "the middle click never came";
         catcher.hide();
 
         // Dragging the figure by hand moves its window.
-        ASSERT_TRUE(pointAt(middlePoint, true));
+        ASSERT_TRUE(
+            xdotool({"mousemove", QString::number(middlePoint.x()), QString::number(middlePoint.y())}));
         ASSERT_TRUE(xdotool({"mousedown", "1"}));
         for (int i = 0; i < 6; ++i) {
             ASSERT_TRUE(xdotool({"mousemove_relative", "--", "20", "-10"}));
@@ -142,9 +154,10 @@ TEST_F(ProgramOnScreen, TheFigureStandsClicksThroughItsCornersMovesAndComesBackW
         return run("xdotool", {"search", "--onlyvisible", "--pid", pid}).split('\n');
     };
     const int shown = windows().size();
+    // A pose may leave the middle empty for a moment, and a click there reaches the desktop.
+    ASSERT_TRUE(spinUntil([&] { return takesClicksAt(figure, moved.center() - moved.topLeft()); }));
     ASSERT_TRUE(
         xdotool({"mousemove", QString::number(moved.center().x()), QString::number(moved.center().y())}));
-    ASSERT_TRUE(spinUntil([&] { return inputRectangles(figure) > 0; }));
     ASSERT_TRUE(xdotool({"click", "3"}));
     ASSERT_TRUE(spinUntil([&] { return windows().size() > shown && keyboardTaken(); })) << "the menu opens";
     ASSERT_TRUE(xdotool({"key", "Up", "Right"}));

@@ -349,7 +349,7 @@ TEST_F(X11Test, AHeldShortcutActsOnceHoweverOftenItRepeats) {
     EXPECT_EQ(fired, 4) << "two presses, each held through repeats of either kind";
 }
 
-TEST_F(X11Test, ClickThroughEmptiesTheInputShapeAndTheTaskbarIsToldToSkipTheWindow) {
+TEST_F(X11Test, TheInputShapeIsTheRegionGivenAndTheTaskbarIsToldToSkipTheWindow) {
     X11WindowTraits traits(connection);
     QWidget widget(nullptr, Qt::FramelessWindowHint | Qt::Tool);
     widget.setGeometry(50, 50, 40, 40);
@@ -359,23 +359,31 @@ TEST_F(X11Test, ClickThroughEmptiesTheInputShapeAndTheTaskbarIsToldToSkipTheWind
     ASSERT_TRUE(spinUntil([&] { return widget.windowHandle()->isExposed(); }));
 
     const auto window = static_cast<xcb_window_t>(widget.winId());
-    const auto inputRectangles = [&] {
+    const auto inputShape = [&] {
+        QList<QRect> rects;
         x11::Reply<xcb_shape_get_rectangles_reply_t> reply(xcb_shape_get_rectangles_reply(
             connection, xcb_shape_get_rectangles(connection, window, XCB_SHAPE_SK_INPUT), nullptr));
-        return reply ? static_cast<int>(reply->rectangles_len) : -1;
+        if (reply) {
+            const auto* r = xcb_shape_get_rectangles_rectangles(reply.get());
+            for (int i = 0; i < xcb_shape_get_rectangles_rectangles_length(reply.get()); ++i) {
+                rects << QRect(r[i].x, r[i].y, r[i].width, r[i].height);
+            }
+        }
+        return rects;
     };
-    EXPECT_GT(inputRectangles(), 0);
-    traits.setClickThrough(*widget.windowHandle(), true);
-    EXPECT_EQ(inputRectangles(), 0);
-    traits.setClickThrough(*widget.windowHandle(), false);
-    EXPECT_GT(inputRectangles(), 0);
+    EXPECT_EQ(inputShape(), QList<QRect>{QRect(0, 0, 40, 40)});
+    traits.setInputRegion(*widget.windowHandle(), QRegion(2, 3, 4, 5) + QRegion(20, 3, 6, 5));
+    EXPECT_EQ(inputShape(), (QList<QRect>{QRect(2, 3, 4, 5), QRect(20, 3, 6, 5)}));
+    traits.setInputRegion(*widget.windowHandle(), QRegion());
+    EXPECT_TRUE(inputShape().isEmpty()) << "every click passes";
 
-    // Shown again, the window keeps its click-through.
-    traits.setClickThrough(*widget.windowHandle(), true);
+    // Shown again, the window keeps its shape, though the window manager frames it anew.
+    traits.setInputRegion(*widget.windowHandle(), QRegion(1, 1, 2, 2));
     widget.hide();
     widget.show();
+    EXPECT_TRUE(spinUntil([&] { return widget.windowHandle()->isExposed(); }));
     spinFor(200);
-    EXPECT_EQ(inputRectangles(), 0);
+    EXPECT_EQ(inputShape(), QList<QRect>{QRect(1, 1, 2, 2)});
 
     const auto states = [&] {
         QList<QByteArray> names;

@@ -168,6 +168,48 @@ TEST_F(CharacterPackagesTest, EveryAgentLoadsWithinItsBudgets) {
     }
 }
 
+TEST_F(CharacterPackagesTest, TheRegionThatTakesClicksIsExactlyTheVisiblePixelsAtEverySize) {
+    const auto sheet = load("lirra");
+    ASSERT_TRUE(sheet);
+    const int rest = sheet->definition.rest;
+    // Smaller, the same, a size that isn't a whole multiple, and double; a pose and an empty cell.
+    for (const QSize shown : {QSize(96, 96), QSize(120, 120), QSize(150, 150), QSize(240, 240)}) {
+        for (const int cell : {rest, rest + 1, sheet->definition.columns * sheet->definition.rows - 1}) {
+            const QRegion region = sheet->opaqueRegion(cell, shown);
+            QImage taken(shown, QImage::Format_Grayscale8);
+            taken.fill(0);
+            for (const QRect& r : region) {
+                ASSERT_TRUE(taken.rect().contains(r)) << "inside the view";
+                for (int y = r.top(); y <= r.bottom(); ++y) {
+                    for (int x = r.left(); x <= r.right(); ++x) {
+                        ASSERT_EQ(taken.pixelColor(x, y).value(), 0) << "no pixel twice";
+                        taken.setPixelColor(x, y, Qt::white);
+                    }
+                }
+            }
+            // Each view pixel shows the cell's pixel under its middle, counted exactly.
+            const int cellSize = int(sheet->definition.width);
+            int visible = 0;
+            for (int y = 0; y < shown.height(); ++y) {
+                for (int x = 0; x < shown.width(); ++x) {
+                    const int sx = (2 * x + 1) * cellSize / (2 * shown.width());
+                    const int sy = (2 * y + 1) * cellSize / (2 * shown.height());
+                    const QPointF unit((sx + 0.5) / cellSize, 1 - (sy + 0.5) / cellSize);
+                    const bool opaque = sheet->isOpaque(cell, unit);
+                    visible += opaque;
+                    ASSERT_EQ(taken.pixelColor(x, y).value() != 0, opaque)
+                        << "cell " << cell << " at " << shown.width() << " px, pixel " << x << "," << y;
+                }
+            }
+            if (cell == rest) {
+                EXPECT_GT(visible, shown.width() * shown.height() / 10) << "the figure is there";
+            }
+        }
+    }
+    EXPECT_TRUE(sheet->opaqueRegion(-1, QSize(120, 120)).isEmpty());
+    EXPECT_TRUE(sheet->opaqueRegion(rest, QSize()).isEmpty());
+}
+
 TEST_F(CharacterPackagesTest, EveryRequestedAnimationExistsAndKeepsToTheGrid) {
     for (const QString& id : kAgents) {
         const auto sheet = load(id);

@@ -125,12 +125,10 @@ public:
 
 class FakeWindowTraits final : public WindowTraits {
 public:
-    void setClickThrough(QWindow& window, bool on) override { clickThrough.insert(&window, on); }
     void setInputRegion(QWindow& window, const QRegion& region) override {
         inputRegions.insert(&window, region);
     }
     void keepOffTaskbar(QWindow& window) override { offTaskbar.insert(&window); }
-    QHash<const QWindow*, bool> clickThrough;
     QHash<const QWindow*, QRegion> inputRegions;
     QSet<const QWindow*> offTaskbar;
 };

@@ -31,12 +31,6 @@ X11WindowTraits::~X11WindowTraits() {
     }
 }
 
-void X11WindowTraits::setClickThrough(QWindow& window, bool on) {
-    const auto id = static_cast<xcb_window_t>(window.winId());
-    clickThrough.insert(id, on);
-    applyShape(id);
-}
-
 void X11WindowTraits::setInputRegion(QWindow& window, const QRegion& region) {
     const auto id = static_cast<xcb_window_t>(window.winId());
     const qreal ratio = window.devicePixelRatio();
@@ -49,28 +43,21 @@ void X11WindowTraits::setInputRegion(QWindow& window, const QRegion& region) {
 }
 
 void X11WindowTraits::applyShape(xcb_window_t window) {
-    if (!canShape) {
+    const auto shaped = regions.constFind(window);
+    if (!canShape || shaped == regions.constEnd()) {
         return;
     }
-    const bool through = clickThrough.value(window, false);
-    const auto shaped = regions.constFind(window);
-    xcb_xfixes_region_t region = XCB_NONE; // none: the input shape is the whole window again
-    if (through || shaped != regions.constEnd()) {
-        std::vector<xcb_rectangle_t> rectangles;
-        if (!through) {
-            for (const QRect& r : *shaped) {
-                rectangles.push_back({static_cast<int16_t>(r.x()), static_cast<int16_t>(r.y()),
-                                      static_cast<uint16_t>(r.width()), static_cast<uint16_t>(r.height())});
-            }
-        }
-        region = xcb_generate_id(connection);
-        xcb_xfixes_create_region(connection, region, static_cast<std::uint32_t>(rectangles.size()),
-                                 rectangles.data());
+    std::vector<xcb_rectangle_t> rectangles;
+    rectangles.reserve(static_cast<std::size_t>(shaped->rectCount()));
+    for (const QRect& r : *shaped) {
+        rectangles.push_back({static_cast<int16_t>(r.x()), static_cast<int16_t>(r.y()),
+                              static_cast<uint16_t>(r.width()), static_cast<uint16_t>(r.height())});
     }
+    const xcb_xfixes_region_t region = xcb_generate_id(connection);
+    xcb_xfixes_create_region(connection, region, static_cast<std::uint32_t>(rectangles.size()),
+                             rectangles.data());
     xcb_xfixes_set_window_shape_region(connection, window, XCB_SHAPE_SK_INPUT, 0, 0, region);
-    if (region != XCB_NONE) {
-        xcb_xfixes_destroy_region(connection, region);
-    }
+    xcb_xfixes_destroy_region(connection, region);
     xcb_flush(connection);
 }
 
@@ -117,19 +104,18 @@ void X11WindowTraits::keepOffTaskbar(QWindow& window) {
 }
 
 bool X11WindowTraits::nativeEventFilter(const QByteArray& eventType, void* message, qintptr*) {
-    if (eventType != "xcb_generic_event_t" || (clickThrough.isEmpty() && regions.isEmpty())) {
+    if (eventType != "xcb_generic_event_t" || regions.isEmpty()) {
         return false;
     }
     const auto* event = static_cast<const xcb_generic_event_t*>(message);
     const auto code = x11::eventCode(event);
     if (code == XCB_MAP_NOTIFY) {
         const auto window = reinterpret_cast<const xcb_map_notify_event_t*>(event)->window;
-        if (clickThrough.value(window, false) || regions.contains(window)) {
+        if (regions.contains(window)) {
             applyShape(window);
         }
     } else if (code == XCB_DESTROY_NOTIFY) {
         const auto window = reinterpret_cast<const xcb_destroy_notify_event_t*>(event)->window;
-        clickThrough.remove(window);
         regions.remove(window);
     }
     return false;

@@ -10,16 +10,15 @@
 
 namespace platform {
 
-// Click-through as an empty XFixes input shape, and a part of the window as a shape of its
-// rectangles. A window manager that frames the window anew each time it is shown builds the
-// frame's input shape from the window's at that moment, so the shape is set again whenever the
-// window has been mapped.
+// The part of a window that takes clicks as its XFixes input shape, made of the region's
+// rectangles; an empty one lets every click through. A window manager that frames the window anew each time
+// it is shown builds the frame's input shape from the window's at that moment, so the shape is set again
+// whenever the window has been mapped.
 class X11WindowTraits final : public WindowTraits, public QAbstractNativeEventFilter {
 public:
     explicit X11WindowTraits(xcb_connection_t* connection);
     ~X11WindowTraits() override;
 
-    void setClickThrough(QWindow& window, bool on) override;
     void setInputRegion(QWindow& window, const QRegion& region) override;
     void keepOffTaskbar(QWindow& window) override;
 
@@ -30,7 +29,6 @@ private:
 
     xcb_connection_t* connection;
     bool canShape;
-    QHash<xcb_window_t, bool> clickThrough;
     // In device pixels.
     QHash<xcb_window_t, QRegion> regions;
 };
