@@ -16,6 +16,9 @@
 namespace {
 
 constexpr double sampleInterval = 20;
+// Samples further apart than this mean the program did not run in between (a sleep the session
+// did not announce, a stopped process): nobody saw what the user did then.
+constexpr qint64 sampleGapLimit = 3 * static_cast<qint64>(sampleInterval);
 // Longer without input than this, and the user has left; the span ends at the last input.
 constexpr double idleLimit = 300;
 // A steady span is closed and a new one begun after this long, which bounds what a crash loses.
@@ -114,6 +117,11 @@ void ActivityRecorder::start() {
 
 void ActivityRecorder::sample() {
     const QDateTime now = base::Clock::now();
+    // The open span ends where it was last seen, not where the program woke up.
+    if (current && current->end.secsTo(now) > sampleGapLimit) {
+        const QDateTime lastSeen = current->end; // a copy: closing ends the span it lives in
+        closeCurrent(lastSeen);
+    }
     if (!Settings::boolValue(QLatin1String(Settings::Key::recordActivity))) {
         closeCurrent(now);
         return;

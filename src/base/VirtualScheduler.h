@@ -4,6 +4,7 @@
 
 #include <QDateTime>
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <utility>
@@ -26,6 +27,9 @@ public:
 
     // Moves time forward, firing what falls due on the way, including calls made by the calls.
     void advance(double seconds);
+    // Moves time forward with nothing firing on the way, as for a process that was stopped or a
+    // machine that slept; what fell due fires, once, at the next advance.
+    void stall(double seconds) { elapsed += std::max(0.0, seconds); }
     // Seconds since the scheduler was made.
     double seconds() const { return elapsed; }
     // Number of calls still to come.

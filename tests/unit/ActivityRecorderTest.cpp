@@ -117,7 +117,19 @@ TEST_F(ActivityRecorderTest, SwitchesAndSteadyWorkBecomeBoundedSpansCountedOnce)
     scheduler->advance(20);
     EXPECT_EQ(QFileInfo(ActivityRecorder::fileURL(day)).size(), size);
 
+    // Four minutes in which the program did not run, and the editor was closed meanwhile: its
+    // span ends at its last sample, and the browser's begins when the program saw it.
+    const QDateTime lastSeen = recorder->current->end;
+    scheduler->stall(240);
+    services.activeWindow->front = browser;
+    scheduler->advance(0);
+    EXPECT_EQ(written(day).last().app, QStringLiteral("Editor"));
+    EXPECT_EQ(written(day).last().end.toSecsSinceEpoch(), lastSeen.toSecsSinceEpoch());
+    EXPECT_EQ(recorder->current->start, base::Clock::now());
+    EXPECT_EQ(recorder->current->app, QStringLiteral("Browser"));
+
     // Both roads out close the open span at the time given.
+    scheduler->advance(20);
     const QDateTime end = recorder->current->start.addSecs(10);
     emit AppEvents::shared().activityEnds(end);
     EXPECT_FALSE(recorder->current);
@@ -138,12 +150,13 @@ TEST_F(ActivityRecorderTest, IdleAwayAndExcludedTimeIsNotRecorded) {
     scheduler->advance(20);
     EXPECT_FALSE(recorder->current);
     EXPECT_EQ(written(day).size(), 1);
-    // A span whose samples stopped (a lid closed without a sleep) ends at the last input.
+    // A span whose samples stopped (a lid closed without a sleep) ends at its last sample, though
+    // the last input came later: what was in front then was never seen.
     recorder->current =
-        ActivitySpan{at(9, 50), at(9, 50), QStringLiteral("Editor"), QStringLiteral("Code"), {}};
+        ActivitySpan{at(9, 50), at(9, 55), QStringLiteral("Editor"), QStringLiteral("Code"), {}};
     scheduler->advance(20);
     ASSERT_EQ(written(day).size(), 2);
-    EXPECT_EQ(written(day).at(1).end, at(10, 4, 20).addSecs(-301));
+    EXPECT_EQ(written(day).at(1).end, at(9, 55));
     services.idleTime->seconds = 0;
 
     // Each way of being away closes the open span at once; `lasting` ones keep it closed.
