@@ -13,6 +13,7 @@
 #include <QShowEvent>
 #include <QWindow>
 
+#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -34,6 +35,14 @@ CharacterWindow::CharacterWindow(QWidget* parent)
             [this](const QVariant& value) { setWindowOpacity(value.toDouble()); });
     connect(&glide, &QVariantAnimation::valueChanged, this,
             [this](const QVariant& value) { setGeometry(value.toRect()); });
+
+    for (QScreen* display : QGuiApplication::screens()) {
+        watchScreen(display);
+    }
+    connect(qApp, &QGuiApplication::screenAdded, this, &CharacterWindow::watchScreen);
+    // Queued: Qt moves windows off a removed screen only after telling of it.
+    connect(qApp, &QGuiApplication::screenRemoved, this, &CharacterWindow::keepOnScreen,
+            Qt::QueuedConnection);
 
     // Without a way to read the pointer there is no hover to find; the input region still sends
     // each press where it belongs.
@@ -86,6 +95,45 @@ void CharacterWindow::center() {
     QRect frame = geometry();
     frame.moveCenter(screenArea().center());
     setGeometry(frame);
+}
+
+void CharacterWindow::watchScreen(QScreen* display) {
+    connect(display, &QScreen::availableGeometryChanged, this, &CharacterWindow::keepOnScreen,
+            Qt::QueuedConnection);
+}
+
+void CharacterWindow::keepOnScreen() {
+    const QRect frame = geometry();
+    if (frame.isEmpty() || glide.state() == QAbstractAnimation::Running) {
+        return;
+    }
+    const auto areaOf = [](const QRect& r) { return static_cast<qint64>(r.width()) * r.height(); };
+    const QScreen* nearest = nullptr;
+    qint64 nearestDistance = 0;
+    for (const QScreen* display : QGuiApplication::screens()) {
+        const QRect area = display->availableGeometry();
+        if (3 * areaOf(area.intersected(frame)) >= areaOf(frame)) {
+            return;
+        }
+        const QPoint apart = frame.center() - area.center();
+        const qint64 distance =
+            static_cast<qint64>(apart.x()) * apart.x() + static_cast<qint64>(apart.y()) * apart.y();
+        if (!nearest || distance < nearestDistance) {
+            nearest = display;
+            nearestDistance = distance;
+        }
+    }
+    if (!nearest) {
+        return;
+    }
+    // Wholly onto the nearest screen, moved no further than that takes.
+    const QRect area = nearest->availableGeometry();
+    QRect placed = frame;
+    placed.moveLeft(
+        std::clamp(frame.left(), area.left(), std::max(area.left(), area.right() - frame.width() + 1)));
+    placed.moveTop(
+        std::clamp(frame.top(), area.top(), std::max(area.top(), area.bottom() - frame.height() + 1)));
+    setGeometry(placed);
 }
 
 bool CharacterWindow::setFrameUsingName(const QString& name) {

@@ -18,6 +18,8 @@
 // sends each press to the right window at once. A watch of the pointer 15 times a second finds
 // the hover, which makes the figure solid, and a file drag that began anywhere on the screen,
 // which opens the whole window to the drop. Half transparent when nothing concerns it.
+class QScreen;
+
 class CharacterWindow : public QWidget {
     Q_OBJECT
 public:
@@ -37,6 +39,9 @@ public:
     // Places the window in the middle of its screen's free area; a window that has no size yet
     // is placed so once it gets one.
     void center();
+    // Brings the window back onto a screen when less than a third of it lies on one: after the
+    // user dragged it, and by itself when screens go or shrink.
+    void keepOnScreen();
     // Persistent frames under a name in the settings: restore (false when none is stored or it
     // lies on no screen), and keep storing it on every change from now on.
     bool setFrameUsingName(const QString& name);
@@ -75,6 +80,7 @@ private:
     void updateInputRegion();
     void storeFrame();
     QRect screenArea() const;
+    void watchScreen(QScreen* screen);
 
     struct Look {
         QPoint mouse;

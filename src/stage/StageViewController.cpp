@@ -39,6 +39,9 @@ StageViewController::StageViewController(QObject* parent)
     characterView->onDragEnded = [self] {
         if (self) {
             self->noteInteraction();
+            if (auto* w = self->window()) {
+                w->keepOnScreen();
+            }
         }
     };
     characterView->onPoseChange = [self] {

@@ -275,6 +275,22 @@ TEST_F(CharacterWindowTest, AWindowWithoutASizeIsCentredOnceItGetsOne) {
     EXPECT_EQ(fresh.geometry().topLeft(), QPoint(10, 10)) << "only once";
 }
 
+TEST_F(CharacterWindowTest, ATwoThirdsOffScreenFigureComesBackWhollyOntoTheNearestScreen) {
+    const QRect area = window->screen()->availableGeometry();
+    window->move(area.right() + 1 - 64 / 3 - 1, 100); // 22 of 64 pixels: just over a third
+    window->keepOnScreen();
+    EXPECT_EQ(window->x(), area.right() + 1 - 22);
+    window->move(area.right() + 1 - 64 / 3, 100); // 21: under a third
+    window->keepOnScreen();
+    EXPECT_EQ(window->geometry(), QRect(area.right() + 1 - 64, 100, 64, 64));
+    window->move(area.left() - 50, area.bottom() - 10);
+    window->keepOnScreen();
+    EXPECT_EQ(window->geometry(), QRect(area.left(), area.bottom() + 1 - 64, 64, 64)) << "both ways at once";
+    window->move(-5000, -5000);
+    window->keepOnScreen();
+    EXPECT_TRUE(area.contains(window->geometry())) << "from nowhere near";
+}
+
 TEST(CharacterWindowWithoutPointer, TakesClicksByItsPixelsAndDoesNotWatch) {
     TestEnvironment::freshSettings();
     const auto traits = std::make_shared<platform::fake::FakeWindowTraits>();
