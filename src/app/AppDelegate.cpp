@@ -17,6 +17,7 @@
 #include "platform/Services.h"
 #include "settings/SettingsModel.h"
 #include "settings/SettingsView.h"
+#include "stage/PanelPlacement.h"
 #include "stage/StageViewController.h"
 #include "time/StatusMenu.h"
 #include "time/TimeTracker.h"
@@ -163,6 +164,16 @@ void AppDelegate::openSettings() {
             view->move(view->screen()->availableGeometry().center() - view->rect().center());
         }
         settingsWindow = view;
+    }
+    // The figure stays on top of everything: a window under it would have its controls hidden,
+    // so the settings go beside it.
+    if (window && window->isVisible()) {
+        const QRect figure = window->frameGeometry();
+        if (settingsWindow->frameGeometry().intersects(figure)) {
+            settingsWindow->move(PanelPlacement::corner(figure,
+                                                        PanelPlacement::limit(figure, window->screen()),
+                                                        settingsWindow->frameGeometry().size()));
+        }
     }
     settingsWindow->show();
     settingsWindow->raise();

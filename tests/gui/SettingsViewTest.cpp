@@ -4,6 +4,7 @@
 #include "app/AppEvents.h"
 #include "app/Settings.h"
 #include "base/VirtualScheduler.h"
+#include "character/CharacterWindow.h"
 #include "platform/fake/FakeServices.h"
 #include "settings/SettingsModel.h"
 #include "support/SpinUntil.h"
@@ -18,6 +19,7 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QScreen>
 #include <QTest>
 #include <QTimeEdit>
 
@@ -290,4 +292,23 @@ TEST_F(SettingsViewTest, ControlsWriteTheirSettingsAndTheWindowComesBackWhereItW
     app = std::make_unique<AppDelegate>();
     SettingsView& next = open();
     EXPECT_EQ(next.pos(), place);
+}
+
+TEST_F(SettingsViewTest, TheWindowOpensBesideTheFigureNeverUnderIt) {
+    // The figure in the middle of the screen, where the window would open the first time.
+    CharacterWindow figure;
+    const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
+    figure.setGeometry(QRect(area.center() - QPoint(60, 60), QSize(120, 120)));
+    figure.show();
+    app->window = &figure;
+    SettingsView& view = open();
+    EXPECT_FALSE(view.frameGeometry().intersects(figure.frameGeometry()));
+    EXPECT_TRUE(area.contains(view.frameGeometry()));
+
+    // Closed, and the figure walked over to where it stood: opened again, it moves aside.
+    view.close();
+    figure.move(view.frameGeometry().topLeft() + QPoint(20, 20));
+    open();
+    EXPECT_FALSE(view.frameGeometry().intersects(figure.frameGeometry()));
+    app->window = nullptr;
 }
