@@ -3,6 +3,7 @@
 #include "stage/BalloonStyle.h"
 
 #include <QPainter>
+#include <QRegularExpression>
 #include <QScrollBar>
 #include <QTextBlock>
 #include <QTextCursor>
@@ -26,6 +27,57 @@ constexpr int paragraphGap = 6;
 // their own), and "_" for italics, not underline.
 const QTextDocument::MarkdownFeatures markdownFeatures =
     QTextDocument::MarkdownFeatures(0x0100 | 0x0200 | 0x0800) | QTextDocument::MarkdownNoHTML;
+
+// A line that a mark at its end would spoil: a code fence, a table's row, a heading's underline
+// or a rule.
+const QRegularExpression& keptAsWritten() {
+    static const QRegularExpression expression(
+        QStringLiteral(R"(^ {0,3}(?:```|~~~)|\||^ {0,3}[-=*_ \t]+$|^(?: {4}|\t))"));
+    return expression;
+}
+
+// Markdown joins the lines of a paragraph; in a chat a line break stays one. Each line but those
+// in code, tables and the like ends in this mark, which the reader takes for a blank, so that
+// emphasis closed at the line's end still closes; the document then turns it into a line break
+// where the line goes on in the same paragraph, and drops it where the paragraph ends.
+constexpr QChar lineEnd(0x205F);
+
+QString withLineBreaks(const QString& text) {
+    const QStringList lines = QString(text).replace(lineEnd, QLatin1Char(' ')).split(QLatin1Char('\n'));
+    QString out;
+    out.reserve(text.size() + lines.size());
+    bool inCode = false;
+    for (qsizetype i = 0; i < lines.size(); ++i) {
+        const QString& line = lines[i];
+        const bool fence = line.trimmed().startsWith(QLatin1String("```")) ||
+                           line.trimmed().startsWith(QLatin1String("~~~"));
+        inCode = inCode != fence;
+        out += line;
+        if (!inCode && !line.trimmed().isEmpty() && !line.endsWith(QLatin1Char('\\')) &&
+            !keptAsWritten().match(line).hasMatch()) {
+            out += lineEnd;
+        }
+        if (i + 1 < lines.size()) {
+            out += QLatin1Char('\n');
+        }
+    }
+    return out;
+}
+
+void placeLineBreaks(QTextDocument& document) {
+    QTextCursor edit(&document);
+    for (QTextBlock block = document.lastBlock(); block.isValid(); block = block.previous()) {
+        const QString text = block.text();
+        for (auto at = text.lastIndexOf(lineEnd); at >= 0;
+             at = at > 0 ? text.lastIndexOf(lineEnd, at - 1) : -1) {
+            edit.setPosition(block.position() + static_cast<int>(at));
+            // The blank that stands for the joined line break goes with the mark.
+            const bool joined = at + 1 < text.size() && text.at(at + 1) == QLatin1Char(' ');
+            edit.setPosition(edit.position() + (joined ? 2 : 1), QTextCursor::KeepAnchor);
+            edit.insertText(joined ? QString(QChar::LineSeparator) : QString());
+        }
+    }
+}
 
 } // namespace
 
@@ -110,7 +162,8 @@ void MessageText::showMarkdown(const QString& text) {
     next->setDocumentMargin(0);
     next->setIndentWidth(indentStep);
     next->setDefaultFont(font());
-    next->setMarkdown(text, markdownFeatures);
+    next->setMarkdown(withLineBreaks(text), markdownFeatures);
+    placeLineBreaks(*next);
     QTextCursor edit(next);
     for (QTextBlock block = next->begin(); block.isValid(); block = block.next()) {
         QTextBlockFormat format = block.blockFormat();

@@ -816,16 +816,18 @@ TEST_F(BalloonTest, ALongTitleTakesASecondLineBeforeItIsShortened) {
 }
 
 TEST_F(BalloonTest, AnAnswerKeepsItsEmphasisListsAndQuotes) {
-    balloon().showMessage(QStringLiteral("## Plan\nThis is **important** and *soft*.\n\n"
-                                         "- first\n- a second item that is long enough to wrap onto another "
-                                         "line of the balloon\n\n> a quoted line\n\nThe end."),
-                          true, std::nullopt, false, BalloonStatus::success, Qt::MarkdownText);
+    balloon().showMessage(
+        QStringLiteral("## Plan\nThis is **important** and *soft*.\n**Note:**\nA line of its own.\n\n"
+                       "- first\n- a second item that is long enough to wrap onto another "
+                       "line of the balloon\n\n> a quoted line\n\nThe end."),
+        true, std::nullopt, false, BalloonStatus::success, Qt::MarkdownText);
     showBesideFigure();
     auto* message = balloon().messageLabel();
     const QString plain = message->toPlainText();
     EXPECT_FALSE(plain.contains(QLatin1String("**"))) << plain.toStdString();
     EXPECT_FALSE(plain.contains(QLatin1String("> "))) << "no raw quote marker";
     EXPECT_FALSE(plain.contains(QLatin1String("##")));
+    EXPECT_TRUE(plain.contains(QStringLiteral("soft.\nNote:\nA line"))) << "a line break stays one";
 
     const auto formatAt = [message](const QString& word) {
         QTextCursor at = message->document()->find(word);
@@ -834,6 +836,7 @@ TEST_F(BalloonTest, AnAnswerKeepsItsEmphasisListsAndQuotes) {
     EXPECT_GE(formatAt(QStringLiteral("important")).fontWeight(), QFont::Bold);
     EXPECT_LT(formatAt(QStringLiteral("This")).fontWeight(), QFont::DemiBold);
     EXPECT_TRUE(formatAt(QStringLiteral("soft")).fontItalic());
+    EXPECT_GE(formatAt(QStringLiteral("Note")).fontWeight(), QFont::Bold) << "closed at the line's end";
     EXPECT_GE(formatAt(QStringLiteral("Plan")).fontWeight(), QFont::DemiBold) << "a heading is bold";
     EXPECT_EQ(QFontInfo(formatAt(QStringLiteral("Plan")).font()).pixelSize(), 13) << "at the text's size";
 
