@@ -14,10 +14,6 @@ constexpr int glyph = 13;
 constexpr int gap = 5;
 constexpr int rowHeight = 20;
 
-} // namespace
-
-namespace {
-
 QString shortHost(const QUrl& url) {
     QString host = url.host();
     if (host.startsWith(QLatin1String("www."))) {
@@ -35,15 +31,14 @@ QString readablePath(const QUrl& url) {
     return path;
 }
 
-const QString between = QStringLiteral(" · ");
+constexpr QStringView between = u" · ";
 
 } // namespace
 
 LinkRow::LinkRow(const WebLink& link, QWidget* parent)
     : QAbstractButton(parent), target(link.url), host(shortHost(link.url)) {
-    if (host.isEmpty()) {
-        title = link.title;
-    } else if (link.title == link.url.host()) {
+    // An address alone has its host for a title: its path tells it from others.
+    if (!host.isEmpty() && link.title == link.url.host()) {
         path = readablePath(link.url);
     } else {
         title = link.title;
@@ -66,7 +61,7 @@ QString LinkRow::caption(const WebLink& link) {
     if (link.title == link.url.host()) {
         return host + readablePath(link.url);
     }
-    return link.title + between + host;
+    return link.title + between.toString() + host;
 }
 
 QString LinkRow::fitted(int width) const {
@@ -86,7 +81,7 @@ QString LinkRow::fitted(int width) const {
         }
         return metrics.elidedText(host, Qt::ElideMiddle, width);
     }
-    const QString tail = between + host;
+    const QString tail = between.toString() + host;
     const QString shortTitle =
         metrics.elidedText(title, Qt::ElideRight, std::max(width - metrics.horizontalAdvance(tail), 0));
     if (shortTitle.size() > 1) {
