@@ -13,6 +13,7 @@
 
 #include <QActionGroup>
 #include <QApplication>
+#include <QDir>
 #include <QJsonObject>
 #include <QMenu>
 #include <QScreen>
@@ -287,6 +288,9 @@ TEST_F(StageTest, TheContextMenuOpensOnlyWithACharacterChoosesAgentsAndHidesTheF
     QMenu* agents = menu->actions().at(5)->menu();
     ASSERT_TRUE(agents);
     EXPECT_EQ(items(agents), "(Dorn*)|(Lirra)|(Morvo)|(Pelka)|-|Next Agent");
+    QDir().mkpath(MIRK_ARTEFACTS_DIR);
+    agents->adjustSize();
+    agents->grab().save(QStringLiteral(MIRK_ARTEFACTS_DIR "/agents-menu.png"));
     EXPECT_EQ(agents->actions().at(3)->shortcut(), QKeySequence()) << "no shortcut is held";
     // Only a held shortcut that works is shown.
     std::unique_ptr<HotKey> pelkaKey(HotKey::make(
