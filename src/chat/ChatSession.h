@@ -38,7 +38,8 @@ public:
         std::function<void(const QList<ChatChoice>&)> onOptions;
     };
 
-    // Raw answer text made fit for the balloon: plain text, and the links apart.
+    // Raw answer text made fit for the balloon: Markdown with each link as its title alone, a
+    // line that is only a link left out, and the links apart.
     struct Extracted {
         QString text;
         QList<WebLink> links;

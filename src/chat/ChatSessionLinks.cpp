@@ -20,8 +20,25 @@ const QRegularExpression& markdownLink() {
 }
 
 const QRegularExpression& bareURL() {
-    static const QRegularExpression expression(QStringLiteral(R"(\(?(https?://[^\s)]*[^\s).,;:!?])\)?)"),
-                                               unicodeSpaces);
+    static const QRegularExpression expression(
+        QStringLiteral(R"(\(?(https?://[^\s)\x{FFF9}-\x{FFFC}]*[^\s).,;:!?\x{FFF9}-\x{FFFC}])\)?)"),
+        unicodeSpaces);
+    return expression;
+}
+
+// Marks put around what a link leaves in the text, so that a line that holds nothing else can
+// go: its link is a row of its own. None of them can stand in an answer; any that does is removed.
+constexpr QChar linkStart(0xFFF9);
+constexpr QChar linkEnd(0xFFFB);
+constexpr QChar addressGone(0xFFFC);
+
+// A line, list item or quote that is only a link, perhaps emphasised, perhaps with a colon.
+const QRegularExpression& linkOnlyLine() {
+    static const QRegularExpression expression(
+        QStringLiteral(
+            R"(^[ \t]*(?:(?:[-*+]|\d{1,9}[.)])[ \t]+|>[ \t]?)*(?:\*\*|__|[*_])?)"
+            R"((?:\x{FFF9}[^\x{FFF9}\x{FFFB}\n]*\x{FFFB}|\x{FFFC})(?:\*\*|__|[*_])?[.:]?[ \t]*(?:\n|$))"),
+        QRegularExpression::MultilineOption);
     return expression;
 }
 
@@ -30,14 +47,14 @@ struct Cleaning {
     QString replace;
 };
 
-const std::array<Cleaning, 5>& cleanings() {
-    static const std::array<Cleaning, 5> steps{{
-        {QRegularExpression(QStringLiteral("^#{1,6} +"), QRegularExpression::MultilineOption), QString()},
-        {QRegularExpression(QStringLiteral("^[*-] +"), QRegularExpression::MultilineOption),
-         QStringLiteral("• ")},
+// The text stays Markdown, which the balloon renders; only what the removed links leave behind
+// is tidied.
+const std::array<Cleaning, 3>& cleanings() {
+    static const std::array<Cleaning, 3> steps{{
         // From the first blank of a run only, so that a long run is walked once.
         {QRegularExpression(QStringLiteral("(?<! ) +([.,;:!?])")), QStringLiteral("\\1")},
-        {QRegularExpression(QStringLiteral("  +")), QStringLiteral(" ")},
+        // Within a line only: leading blanks nest lists, and two at a line's end break it.
+        {QRegularExpression(QStringLiteral("(?<=\\S)  +(?=\\S)")), QStringLiteral(" ")},
         {QRegularExpression(QStringLiteral("\n{3,}")), QStringLiteral("\n\n")},
     }};
     return steps;
@@ -74,6 +91,9 @@ QString rebuilt(const QString& text, const QList<QRegularExpressionMatch>& match
 ChatSession::Extracted ChatSession::extractLinks(const QString& raw, bool isPartial,
                                                  const std::optional<QUrl>& workspace) {
     QString text = raw;
+    text.remove(linkStart);
+    text.remove(linkEnd);
+    text.remove(addressGone);
 
     if (isPartial) {
         // A link still being written would flash its brackets; it waits until it is whole.
@@ -89,9 +109,14 @@ ChatSession::Extracted ChatSession::extractLinks(const QString& raw, bool isPart
     QSet<QUrl> seen; // every link so far, for a quick test of sameness
     {
         const auto matches = allMatches(markdownLink(), text);
+        QSet<qsizetype> rows; // where a link stands that has its row
         for (auto m = matches.crbegin(); m != matches.crend(); ++m) {
             const QString target = m->captured(2);
-            if (const auto url = VantleClient::dashboardURL(target, workspace); url && !seen.contains(*url)) {
+            const auto url = VantleClient::dashboardURL(target, workspace);
+            if (url) {
+                rows.insert(m->capturedStart(0));
+            }
+            if (url && !seen.contains(*url)) {
                 seen.insert(*url);
                 QString shown = m->captured(1);
                 if (shown.isEmpty()) {
@@ -101,7 +126,9 @@ ChatSession::Extracted ChatSession::extractLinks(const QString& raw, bool isPart
             }
         }
         std::reverse(markdown.begin(), markdown.end());
-        text = rebuilt(text, matches, [](const QRegularExpressionMatch& m) { return m.captured(1); });
+        text = rebuilt(text, matches, [&rows](const QRegularExpressionMatch& m) {
+            return rows.contains(m.capturedStart(0)) ? linkStart + m.captured(1) + linkEnd : m.captured(1);
+        });
     }
 
     QList<WebLink> bare;
@@ -115,7 +142,7 @@ ChatSession::Extracted ChatSession::extractLinks(const QString& raw, bool isPart
                 bare.prepend({url.host().isEmpty() ? address : url.host(), url});
             }
         }
-        text = rebuilt(text, matches, [](const QRegularExpressionMatch&) { return QString(); });
+        text = rebuilt(text, matches, [](const QRegularExpressionMatch&) { return QString(addressGone); });
     }
 
     if (isPartial) {
@@ -126,7 +153,25 @@ ChatSession::Extracted ChatSession::extractLinks(const QString& raw, bool isPart
         }
     }
 
-    text.remove(QLatin1String("**"));
+    // A line that is only a link shows as its row, not twice.
+    text.remove(linkOnlyLine());
+    text.remove(linkStart);
+    text.remove(linkEnd);
+    text.remove(addressGone);
+
+    if (isPartial) {
+        // Bold still being written would show its stars until it is closed.
+        const QLatin1String stars("**");
+        qsizetype last = -1;
+        bool open = false;
+        for (auto at = text.indexOf(stars); at >= 0; at = text.indexOf(stars, at + 2)) {
+            last = at;
+            open = !open;
+        }
+        if (open) {
+            text.remove(last, 2);
+        }
+    }
     for (const auto& step : cleanings()) {
         text.replace(step.find, step.replace);
     }

@@ -278,7 +278,9 @@ void StageViewController::showNotificationThread(const VantleNotification& n, Va
         const auto said = result->lastMessage ? ChatSession::extractLinks(*result->lastMessage, false)
                                               : ChatSession::Extracted{n.message, {}};
         BalloonView& balloon = asked->balloon();
-        balloon.showMessage(said.text, true, std::nullopt, false, BalloonStatus::none);
+        // The workspace's last word is an answer like any other; a notice's own text is plain.
+        balloon.showMessage(said.text, true, std::nullopt, false, BalloonStatus::none,
+                            result->lastMessage ? Qt::MarkdownText : Qt::PlainText);
         balloon.showLinks(said.links);
         if (!result->options.isEmpty()) {
             QPointer<StageViewController> self(this);

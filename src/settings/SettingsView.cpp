@@ -5,6 +5,7 @@
 #include "base/Clock.h"
 #include "base/Text.h"
 #include "platform/LinkAction.h"
+#include "settings/NoteLabel.h"
 #include "settings/SettingsModel.h"
 #include "workspace/VantleClient.h"
 
@@ -27,18 +28,6 @@
 #include <QVBoxLayout>
 
 namespace {
-
-// Small text in the secondary colour, wrapped to the form's width, never markup.
-QLabel* note(QWidget* parent) {
-    auto* label = new QLabel(parent);
-    label->setTextFormat(Qt::PlainText);
-    label->setWordWrap(true);
-    QFont font = label->font();
-    font.setPointSizeF(font.pointSizeF() * 0.85);
-    label->setFont(font);
-    label->setForegroundRole(QPalette::PlaceholderText);
-    return label;
-}
 
 // A note with a button at the end of its row.
 QWidget* noteRow(QLabel* text, QPushButton* button, QWidget* parent) {
@@ -153,10 +142,10 @@ SettingsView::SettingsView(SettingsModel& m, QWidget* parent) : QWidget(parent, 
     key = new QLineEdit(this);
     key->setEchoMode(QLineEdit::Password);
     labelled(vantleRows, key);
-    connection = note(this);
+    connection = new NoteLabel(this);
     getKey = new QPushButton(this);
     vantleRows->addRow(noteRow(connection, getKey, this));
-    keyNote = note(this);
+    keyNote = new NoteLabel(this);
     vantleRows->addRow(keyNote);
     notifications = new QCheckBox(this);
     vantleRows->addRow(notifications);
@@ -166,9 +155,9 @@ SettingsView::SettingsView(SettingsModel& m, QWidget* parent) : QWidget(parent, 
     reportRows->addRow(recordActivity);
     windowTitles = new QCheckBox(this);
     reportRows->addRow(windowTitles);
-    desktopNote = note(this);
+    desktopNote = new NoteLabel(this);
     turnOnSource = new QPushButton(this);
-    shortcutsNote = note(this);
+    shortcutsNote = new NoteLabel(this);
     copyLines = new QPushButton(this);
     compositorLines = new QLabel(SettingsModel::compositorLines(), this);
     compositorLines->setTextFormat(Qt::PlainText);
@@ -189,16 +178,16 @@ SettingsView::SettingsView(SettingsModel& m, QWidget* parent) : QWidget(parent, 
     ollamaAddress = new QLineEdit(this);
     ollamaAddress->setPlaceholderText(Settings::defaultOllamaURL().toString());
     labelled(reportRows, ollamaAddress);
-    ollamaLine = note(this);
+    ollamaLine = new NoteLabel(this);
     refreshModels = new QPushButton(this);
     reportRows->addRow(noteRow(ollamaLine, refreshModels, this));
-    reportNote = note(this);
+    reportNote = new NoteLabel(this);
     reportRows->addRow(reportNote);
     excludedApps = new QPlainTextEdit(this);
     excludedApps->setTabChangesFocus(true);
     excludedApps->setFixedHeight(excludedApps->fontMetrics().lineSpacing() * 3 + 12);
     labelled(reportRows, excludedApps);
-    excludedNote = note(this);
+    excludedNote = new NoteLabel(this);
     reportRows->addRow(excludedNote);
     auto* reportButtons = new QWidget(this);
     auto* buttonsLayout = new QHBoxLayout(reportButtons);
@@ -228,11 +217,11 @@ SettingsView::SettingsView(SettingsModel& m, QWidget* parent) : QWidget(parent, 
     labelled(generalRows, language);
     launchAtLogin = new QCheckBox(this);
     generalRows->addRow(launchAtLogin);
-    launchError = note(this);
+    launchError = new NoteLabel(this);
     launchError->setForegroundRole(QPalette::NoRole);
     launchError->setStyleSheet(QStringLiteral("color: #d70015;"));
     generalRows->addRow(launchError);
-    shortcutNote = note(this);
+    shortcutNote = new NoteLabel(this);
     generalRows->addRow(shortcutNote);
 
     for (auto* box : {vantleBox, reportBox, assistantBox, generalBox}) {

@@ -112,6 +112,8 @@ QBoxLayout* BalloonView::makeTitleRow() {
     titleText = new ElidedLabel(cardSurface);
     titleText->setFont(BalloonStyle::font(13, QFont::DemiBold));
     titleText->setColor(BalloonStyle::label());
+    // A long title, such as who wrote in which conversation, takes a second line before it is cut.
+    titleText->setMaxLines(2);
     titleText->installEventFilter(this);
     closer = new SymbolButton(BalloonSymbol::close, 20, 10, cardSurface);
     closer->setColors(BalloonStyle::tertiaryLabel(), BalloonStyle::secondaryLabel());
@@ -214,11 +216,11 @@ void BalloonView::setStatus(BalloonStatus status) {
 }
 
 void BalloonView::showMessage(const QString& text, bool selectable, const std::optional<QString>& hintText,
-                              bool isClickable, BalloonStatus status) {
+                              bool isClickable, BalloonStatus status, Qt::TextFormat format) {
     endDecision();
     showLinks({});
     showChoices({}, nullptr);
-    message->setMessage(text);
+    message->setMessage(text, format);
     message->setColor(BalloonStyle::label());
     message->setSelectable(selectable);
     setHint(hintText);

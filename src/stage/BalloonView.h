@@ -61,8 +61,9 @@ public:
 
     // The one sequence that sets the text: ends a decision, clears links and choices, shows
     // the text in the label colour, sets or hides the hint, and sets clickability and status.
+    // An answer's text is Markdown.
     void showMessage(const QString& text, bool selectable, const std::optional<QString>& hint, bool clickable,
-                     BalloonStatus status);
+                     BalloonStatus status, Qt::TextFormat format = Qt::PlainText);
     // "Thinking…" in the secondary colour, with the spinner.
     void showThinking();
     void showLinks(const QList<WebLink>& links);

@@ -5,12 +5,17 @@
 #include "base/Text.h"
 #include "character/CharacterSheet.h"
 
+#include <QActionGroup>
+
 namespace CharactersMenu {
 
 QMenu* make(const std::optional<QString>& current, std::function<void(const QString& id)> choose,
             QWidget* parent) {
     auto* menu = new QMenu(base::pick(QStringLiteral("Agents"), QStringLiteral("Agendid")), parent);
     const QStringList ids = CharacterSheet::available();
+    // One agent stands on stage at a time: the menu marks it as one of many.
+    auto* onStage = new QActionGroup(menu);
+    onStage->setExclusive(true);
     for (const auto& id : ids) {
         const auto agent = VantleAgents::fromRawValue(id);
         QString title = id;
@@ -22,6 +27,7 @@ QMenu* make(const std::optional<QString>& current, std::function<void(const QStr
         auto* item = menu->addAction(title, menu, [choose, id] { choose(id); });
         item->setCheckable(true);
         item->setChecked(id == current);
+        item->setActionGroup(onStage);
         if (agent) {
             HotKey::showOn(*item, HotKey::digit1 + static_cast<unsigned>(*agent));
         }

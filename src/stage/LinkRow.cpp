@@ -14,9 +14,35 @@ constexpr int glyph = 13;
 constexpr int gap = 5;
 constexpr int rowHeight = 20;
 
+QString shortHost(const QUrl& url) {
+    QString host = url.host();
+    if (host.startsWith(QLatin1String("www."))) {
+        host.remove(0, 4);
+    }
+    return host;
+}
+
+// The path as it reads, without the slash at its end; a bare "/" says nothing.
+QString readablePath(const QUrl& url) {
+    QString path = url.path(QUrl::FullyDecoded);
+    while (path.endsWith(QLatin1Char('/'))) {
+        path.chop(1);
+    }
+    return path;
+}
+
+constexpr QStringView between = u" · ";
+
 } // namespace
 
-LinkRow::LinkRow(const WebLink& link, QWidget* parent) : QAbstractButton(parent), target(link.url) {
+LinkRow::LinkRow(const WebLink& link, QWidget* parent)
+    : QAbstractButton(parent), target(link.url), host(shortHost(link.url)) {
+    // An address alone has its host for a title: its path tells it from others.
+    if (!host.isEmpty() && link.title == link.url.host()) {
+        path = readablePath(link.url);
+    } else {
+        title = link.title;
+    }
     setText(caption(link));
     setAccessibleName(text());
     setToolTip(link.url.toString());
@@ -28,22 +54,44 @@ LinkRow::LinkRow(const WebLink& link, QWidget* parent) : QAbstractButton(parent)
 }
 
 QString LinkRow::caption(const WebLink& link) {
-    const QString fullHost = link.url.host();
-    QString host = fullHost;
-    if (host.startsWith(QLatin1String("www."))) {
-        host.remove(0, 4);
-    }
+    const QString host = shortHost(link.url);
     if (host.isEmpty()) {
         return link.title;
     }
-    if (link.title == fullHost) {
-        return host;
+    if (link.title == link.url.host()) {
+        return host + readablePath(link.url);
     }
-    return link.title + QStringLiteral(" · ") + host;
+    return link.title + between.toString() + host;
+}
+
+QString LinkRow::fitted(int width) const {
+    const QFontMetrics metrics = fontMetrics();
+    if (metrics.horizontalAdvance(text()) <= width) {
+        return text();
+    }
+    if (host.isEmpty()) {
+        return metrics.elidedText(title, Qt::ElideRight, width);
+    }
+    if (title.isEmpty()) {
+        const int room = width - metrics.horizontalAdvance(host);
+        const QString shortPath = metrics.elidedText(path, Qt::ElideMiddle, std::max(room, 0));
+        // Too narrow for even a part of the path: the host alone, shortened if it must be.
+        if (shortPath.size() > 1) {
+            return host + shortPath;
+        }
+        return metrics.elidedText(host, Qt::ElideMiddle, width);
+    }
+    const QString tail = between.toString() + host;
+    const QString shortTitle =
+        metrics.elidedText(title, Qt::ElideRight, std::max(width - metrics.horizontalAdvance(tail), 0));
+    if (shortTitle.size() > 1) {
+        return shortTitle + tail;
+    }
+    return metrics.elidedText(host, Qt::ElideMiddle, width);
 }
 
 QString LinkRow::shownText() const {
-    return fontMetrics().elidedText(text(), Qt::ElideRight, std::max(width() - glyph - gap, 0));
+    return fitted(std::max(width() - glyph - gap, 0));
 }
 
 QSize LinkRow::sizeHint() const {

@@ -12,9 +12,11 @@ public:
     explicit LinkRow(const WebLink& link, QWidget* parent = nullptr);
 
     const QUrl& url() const { return target; }
-    // The row's text: the title and the host without "www.", or one of them alone where they
-    // say the same or there is no host.
+    // The row's text: the title and the host without "www.", or the host and the path where the
+    // title is only the host, or the title alone where there is no host.
     static QString caption(const WebLink& link);
+    // The caption at the row's width: the host stays whole, so that two links can be told apart;
+    // the title gives way at its end, a path in its middle.
     QString shownText() const;
 
     QSize sizeHint() const override;
@@ -26,6 +28,12 @@ protected:
     void leaveEvent(QEvent* event) override;
 
 private:
+    QString fitted(int width) const;
+
     QUrl target;
+    // The caption's parts: what may give way, and the host, which stays whole.
+    QString title;
+    QString path;
+    QString host;
     bool under = false;
 };

@@ -436,7 +436,7 @@ void StageViewController::showAnswerText(BalloonPanel& panel, QuestionProgress& 
         progress.sawText = true;
         playNext(firstText);
     }
-    panel.balloon().showMessage(text, true, std::nullopt, false, BalloonStatus::working);
+    panel.balloon().showMessage(text, true, std::nullopt, false, BalloonStatus::working, Qt::MarkdownText);
     placeBalloon();
 }
 
@@ -464,10 +464,12 @@ void StageViewController::showAnswer(BalloonPanel& panel, const ChatSession::Res
         TimeTracker::shared().refresh();
     }
     const auto& answer = std::get<ChatSession::Answer>(result);
-    panel.balloon().showMessage(answer.text, true, std::nullopt, false, BalloonStatus::success);
+    panel.balloon().showMessage(answer.text, true, std::nullopt, false, BalloonStatus::success,
+                                Qt::MarkdownText);
     panel.balloon().showLinks(answer.links);
     placeBalloon();
-    speak(answer.text);
+    // The words as they read, without the Markdown's marks.
+    speak(panel.balloon().messageLabel()->toPlainText());
     playNext(answer.links.isEmpty() ? answerWithoutLinks : answerWithLinks);
 }
 

@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
-// Any answer, finished or still being written: what the balloon shows is trimmed and holds no
-// "**", and every link row opens a valid address with a title.
+// Any answer, finished or still being written: what the balloon shows is trimmed and no longer
+// than the answer, and every link row opens a valid address with a title.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const QString raw = QString::fromUtf8(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size));
     const std::optional<QUrl> workspace(QUrl(QStringLiteral("https://acme.example/app")));

@@ -14,18 +14,27 @@
 #include "support/SpinUntil.h"
 #include "support/TestEnvironment.h"
 
+#include <QAbstractTextDocumentLayout>
 #include <QApplication>
+#include <QDir>
 #include <QDragEnterEvent>
+#include <QFontInfo>
+#include <QGlyphRun>
 #include <QGuiApplication>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMimeData>
+#include <QRawFont>
 #include <QScreen>
+#include <QScrollBar>
 #include <QTest>
+#include <QTextBlock>
 #include <QTextCursor>
+#include <QTextList>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <initializer_list>
 #include <memory>
 
@@ -76,6 +85,12 @@ protected:
             last = now;
             return steady >= 5;
         }));
+    }
+
+    // The balloon as it shows, for a look by eye.
+    void save(const QString& name) {
+        QDir().mkpath(MIRK_ARTEFACTS_DIR);
+        panel->grab().save(QString(MIRK_ARTEFACTS_DIR) + "/" + name);
     }
 
     // A plain message, as the chat shows one.
@@ -514,7 +529,7 @@ TEST_F(BalloonTest, AnAnswerShowsItsLinks) {
     showBesideFigure();
     const auto rows = balloon().linkRows();
     ASSERT_EQ(rows.size(), 3);
-    EXPECT_EQ(rows[0]->text(), QStringLiteral("example.com"));
+    EXPECT_EQ(rows[0]->text(), QStringLiteral("example.com/a"));
     EXPECT_EQ(rows[1]->text(), QStringLiteral("Report · vantle.example"));
     EXPECT_EQ(rows[2]->text(), QStringLiteral("Local"));
     EXPECT_EQ(rows[1]->toolTip(), QStringLiteral("https://www.vantle.example/r/7"));
@@ -524,14 +539,38 @@ TEST_F(BalloonTest, AnAnswerShowsItsLinks) {
     QTest::mouseClick(rows[1], Qt::LeftButton);
     EXPECT_EQ(services.desktop->opened, QList<QUrl>{QUrl(QStringLiteral("https://www.vantle.example/r/7"))});
 
+    // Long titles give way and the hosts stay whole; bare addresses on one host keep their
+    // paths' ends apart.
+    const QString longTitle =
+        QStringLiteral("A report with a title far longer than the balloon is wide, and then some");
     balloon().showLinks(
-        {{QStringLiteral("A report with a title far longer than the balloon is wide, and then some"),
-          QUrl(QStringLiteral("https://reports.vantle.example/2026/03/02"))}});
-    ASSERT_EQ(balloon().linkRows().size(), 1);
-    auto* longRow = balloon().linkRows()[0];
-    EXPECT_TRUE(spinUntil([&] { return longRow->width() > 0; }));
-    EXPECT_LE(longRow->width(), balloon().linkList()->width());
-    EXPECT_TRUE(longRow->shownText().endsWith(QChar(0x2026)));
+        {{longTitle, QUrl(QStringLiteral("https://reports.vantle.example/2026/03/02"))},
+         {longTitle, QUrl(QStringLiteral("https://reports.other.example/2026/03/02"))},
+         {QStringLiteral("docs.vantle.example"),
+          QUrl(QStringLiteral("https://docs.vantle.example/guides/approvals/setting-up/step-one"))},
+         {QStringLiteral("docs.vantle.example"),
+          QUrl(QStringLiteral("https://docs.vantle.example/guides/approvals/setting-up/step-two"))}});
+    const auto longRows = balloon().linkRows();
+    ASSERT_EQ(longRows.size(), 4);
+    // Laid out: each as wide as the list lets it be.
+    ASSERT_TRUE(spinUntil([&] {
+        return std::all_of(longRows.begin(), longRows.end(),
+                           [this](auto* row) { return row->width() == balloon().linkList()->width(); });
+    }));
+    QStringList shown;
+    for (auto* row : longRows) {
+        EXPECT_LE(row->width(), balloon().linkList()->width());
+        EXPECT_LE(row->fontMetrics().horizontalAdvance(row->shownText()) + 18, row->width())
+            << row->shownText().toStdString();
+        shown << row->shownText();
+    }
+    EXPECT_TRUE(shown[0].endsWith(QStringLiteral("… · reports.vantle.example"))) << shown[0].toStdString();
+    EXPECT_TRUE(shown[1].endsWith(QStringLiteral("… · reports.other.example"))) << shown[1].toStdString();
+    EXPECT_TRUE(shown[2].startsWith(QStringLiteral("docs.vantle.example/"))) << shown[2].toStdString();
+    EXPECT_TRUE(shown[2].contains(QChar(0x2026)));
+    EXPECT_TRUE(shown[2].endsWith(QStringLiteral("one")));
+    EXPECT_TRUE(shown[3].endsWith(QStringLiteral("two")));
+    save(QStringLiteral("balloon-link-rows.png"));
 
     say(QStringLiteral("Next"));
     EXPECT_TRUE(balloon().linkRows().isEmpty());
@@ -539,7 +578,10 @@ TEST_F(BalloonTest, AnAnswerShowsItsLinks) {
 }
 
 TEST_F(BalloonTest, LinkCaptionsFollowTheHostRules) {
-    EXPECT_EQ(LinkRow::caption({QStringLiteral("www.a.org"), QUrl(QStringLiteral("https://www.a.org/x"))}),
+    EXPECT_EQ(LinkRow::caption({QStringLiteral("www.a.org"), QUrl(QStringLiteral("https://www.a.org/x/"))}),
+              QStringLiteral("a.org/x"))
+        << "an address alone shows its path";
+    EXPECT_EQ(LinkRow::caption({QStringLiteral("www.a.org"), QUrl(QStringLiteral("https://www.a.org/"))}),
               QStringLiteral("a.org"));
     EXPECT_EQ(LinkRow::caption({QStringLiteral("a.org"), QUrl(QStringLiteral("https://www.a.org/x"))}),
               QStringLiteral("a.org · a.org"))
@@ -707,27 +749,181 @@ TEST_F(BalloonTest, AStreamedAnswerGrowsUnderTheReadersSelection) {
     EXPECT_TRUE(message->toPlainText().isEmpty());
 }
 
-TEST_F(BalloonTest, EmojiInAMessageShowInColourNotAsBoxes) {
-    say(QStringLiteral("Booked 🎉📅🤖"));
-    showBesideFigure();
-    const QImage shown = balloon().messageLabel()->viewport()->grab().toImage();
-    int coloured = 0;
-    for (int y = 0; y < shown.height(); ++y) {
-        for (int x = 0; x < shown.width(); ++x) {
-            const QColor c = shown.pixelColor(x, y);
-            coloured += c.alpha() > 200 && c.hsvSaturation() > 120 && c.value() > 120 ? 1 : 0;
+TEST_F(BalloonTest, EmojiInAMessageShowInColourAtTheTextsSize) {
+    for (const auto format : {Qt::PlainText, Qt::MarkdownText}) {
+        balloon().showMessage(QStringLiteral("Booked 🎉📅🤖"), true, std::nullopt, false,
+                              BalloonStatus::none, format);
+        showBesideFigure();
+        // Drawn from the colour emoji font that the setup installs, not from a stand-in.
+        QStringList fonts;
+        const QTextLayout* lines = balloon().messageLabel()->document()->firstBlock().layout();
+        for (int i = 0; i < lines->lineCount(); ++i) {
+            for (const auto& run : lines->lineAt(i).glyphRuns()) {
+                fonts << run.rawFont().familyName();
+            }
         }
+        EXPECT_TRUE(fonts.contains(QStringLiteral("Noto Color Emoji"))) << fonts.join(", ").toStdString();
+        const QImage shown = balloon().messageLabel()->viewport()->grab().toImage();
+        int coloured = 0;
+        QRect box;
+        for (int y = 0; y < shown.height(); ++y) {
+            for (int x = 0; x < shown.width(); ++x) {
+                const QColor c = shown.pixelColor(x, y);
+                if (c.alpha() > 200 && c.hsvSaturation() > 120 && c.value() > 120) {
+                    ++coloured;
+                    box |= QRect(x, y, 1, 1);
+                }
+            }
+        }
+        EXPECT_GT(coloured, 20) << int(format);
+        // As tall as the letters beside them, give or take: neither a speck nor a picture.
+        const int letters = balloon().messageLabel()->fontMetrics().height();
+        EXPECT_GE(box.height(), letters * 2 / 3) << int(format);
+        EXPECT_LE(box.height(), letters * 3 / 2) << int(format);
+        EXPECT_LE(box.width(), letters * 3 * 3 / 2) << int(format) << " three of them";
+        save(QStringLiteral("balloon-emoji.png"));
     }
-    EXPECT_GT(coloured, 20);
 }
 
-TEST_F(BalloonTest, ALongTitleIsShortened) {
-    balloon().setTitle(
-        QStringLiteral("A notification title that is far longer than the title row has room for"));
+TEST_F(BalloonTest, ALongTitleTakesASecondLineBeforeItIsShortened) {
+    balloon().setTitle(QStringLiteral("Dorn · Tõnu Kask kirjutas vestluses „Eelarve 2026“"));
     balloon().setStatus(BalloonStatus::notice);
     showBesideFigure();
-    EXPECT_TRUE(balloon().titleLabel()->shownText().endsWith(QChar(0x2026)));
+    auto* title = balloon().titleLabel();
+    const int line = title->fontMetrics().lineSpacing();
+    EXPECT_EQ(title->shownText().split('\n').size(), 2);
+    EXPECT_EQ(title->shownText().simplified(), title->text()) << "every word, nothing cut";
+    EXPECT_GE(title->height(), title->fontMetrics().height() + line);
+    EXPECT_LT(title->mapTo(&balloon(), QPoint(0, title->height())).y(),
+              balloon().messageLabel()->mapTo(&balloon(), QPoint()).y())
+        << "the message stands below both lines";
+    save(QStringLiteral("balloon-title-two-lines.png"));
+
+    balloon().setTitle(
+        QStringLiteral("A notification title that is far longer than the title row has room for, "
+                       "even on two lines of it, and then some more"));
+    panel->orderFront();
+    ASSERT_TRUE(spinUntil([&] { return title->height() >= line * 2; }));
+    const QStringList lines = title->shownText().split('\n');
+    ASSERT_EQ(lines.size(), 2);
+    EXPECT_TRUE(lines[0].startsWith(QStringLiteral("A notification title")));
+    EXPECT_TRUE(lines[1].endsWith(QChar(0x2026)));
+    EXPECT_LE(title->fontMetrics().horizontalAdvance(lines[1]), title->width());
     EXPECT_TRUE(balloon().closeButton()->isVisible());
     EXPECT_LE(balloon().closeButton()->mapTo(&balloon(), QPoint(balloon().closeButton()->width(), 0)).x(),
               BalloonView::balloonWidth);
+
+    balloon().setTitle(QStringLiteral("Dorn"));
+    ASSERT_TRUE(spinUntil([&] { return title->height() < line * 2; })) << "one line again";
+    EXPECT_EQ(title->shownText(), QStringLiteral("Dorn"));
+}
+
+TEST_F(BalloonTest, AnAnswerKeepsItsEmphasisListsAndQuotes) {
+    balloon().showMessage(
+        QStringLiteral("## Plan\nThis is **important** and *soft*.\n**Note:**\nA line of its own.\n\n"
+                       "- first\n- a second item that is long enough to wrap onto another "
+                       "line of the balloon\n\n> a quoted line\n\nThe end."),
+        true, std::nullopt, false, BalloonStatus::success, Qt::MarkdownText);
+    showBesideFigure();
+    auto* message = balloon().messageLabel();
+    const QString plain = message->toPlainText();
+    EXPECT_FALSE(plain.contains(QLatin1String("**"))) << plain.toStdString();
+    EXPECT_FALSE(plain.contains(QLatin1String("> "))) << "no raw quote marker";
+    EXPECT_FALSE(plain.contains(QLatin1String("##")));
+    EXPECT_TRUE(plain.contains(QStringLiteral("soft.\nNote:\nA line"))) << "a line break stays one";
+
+    const auto formatAt = [message](const QString& word) {
+        QTextCursor at = message->document()->find(word);
+        return at.charFormat();
+    };
+    EXPECT_GE(formatAt(QStringLiteral("important")).fontWeight(), QFont::Bold);
+    EXPECT_LT(formatAt(QStringLiteral("This")).fontWeight(), QFont::DemiBold);
+    EXPECT_TRUE(formatAt(QStringLiteral("soft")).fontItalic());
+    EXPECT_GE(formatAt(QStringLiteral("Note")).fontWeight(), QFont::Bold) << "closed at the line's end";
+    EXPECT_GE(formatAt(QStringLiteral("Plan")).fontWeight(), QFont::DemiBold) << "a heading is bold";
+    EXPECT_EQ(QFontInfo(formatAt(QStringLiteral("Plan")).font()).pixelSize(), 13) << "at the text's size";
+
+    // The list's second item wraps under its own first word, not under the bullet.
+    const QTextBlock item = message->document()->find(QStringLiteral("a second item")).block();
+    ASSERT_TRUE(item.textList());
+    EXPECT_EQ(item.textList()->count(), 2);
+    ASSERT_GE(item.layout()->lineCount(), 2);
+    const QRectF box = message->document()->documentLayout()->blockBoundingRect(item);
+    EXPECT_GT(box.x() + item.layout()->lineAt(1).x(), 8) << "indented";
+    EXPECT_EQ(item.layout()->lineAt(0).x(), item.layout()->lineAt(1).x()) << "a hanging indent";
+
+    const QTextBlock quote = message->document()->find(QStringLiteral("a quoted line")).block();
+    EXPECT_EQ(quote.text(), QStringLiteral("a quoted line"));
+    EXPECT_EQ(quote.blockFormat().intProperty(QTextFormat::BlockQuoteLevel), 1);
+    // The quote's bar stands to its left, in the margin the quote steps in by.
+    const QImage shown = message->viewport()->grab().toImage();
+    const QRectF quoteBox = message->document()->documentLayout()->blockBoundingRect(quote);
+    const auto barAt = [&shown](qreal y) {
+        // Darker at the left edge than past the end of the lines, where nothing is written.
+        return shown.pixelColor(0, static_cast<int>(y)).lightness() <
+               shown.pixelColor(shown.width() - 1, static_cast<int>(y)).lightness() - 40;
+    };
+    EXPECT_TRUE(barAt(quoteBox.center().y()));
+    EXPECT_FALSE(barAt(box.center().y())) << "no bar beside the list";
+    save(QStringLiteral("balloon-markdown.png"));
+
+    // A plain message after it keeps its stars.
+    say(QStringLiteral("2 ** 3 is 8"));
+    EXPECT_EQ(message->toPlainText(), QStringLiteral("2 ** 3 is 8"));
+}
+
+TEST_F(BalloonTest, AStreamedMarkdownAnswerKeepsTheReadersSelectionAndPlace) {
+    auto* message = balloon().messageLabel();
+    const auto stream = [this](const QString& text) {
+        balloon().showMessage(text, true, std::nullopt, false, BalloonStatus::working, Qt::MarkdownText);
+    };
+    stream(QStringLiteral("The **answer**"));
+    QTextCursor selection(message->document());
+    selection.setPosition(4, QTextCursor::KeepAnchor);
+    message->setTextCursor(selection);
+    stream(QStringLiteral("The **answer** grows"));
+    EXPECT_EQ(message->toPlainText(), QStringLiteral("The answer grows"));
+    EXPECT_EQ(message->textCursor().selectedText(), QStringLiteral("The "));
+
+    // A reader who scrolled back up stays there while the answer goes on below.
+    QString answer;
+    for (int i = 0; i < 60; ++i) {
+        answer += QStringLiteral("- point %1 of a *long* answer\n").arg(i);
+    }
+    stream(answer);
+    showBesideFigure();
+    ASSERT_TRUE(message->isScrolling());
+    message->verticalScrollBar()->setValue(message->verticalScrollBar()->maximum() / 2);
+    const int place = message->verticalScrollBar()->value();
+    ASSERT_GT(place, 0);
+    stream(answer + QStringLiteral("- and one more"));
+    EXPECT_EQ(message->verticalScrollBar()->value(), place);
+}
+
+TEST_F(BalloonTest, ScrolledTextGoesUnderAThinLineBelowTheTitle) {
+    QString answer;
+    for (int i = 0; i < 200; ++i) {
+        answer += QStringLiteral("Line %1 of a long answer that goes on and on. ").arg(i);
+    }
+    balloon().setTitle(QStringLiteral("Dorn"));
+    say(answer);
+    showBesideFigure();
+    auto* message = balloon().messageLabel();
+    ASSERT_TRUE(message->isScrolling());
+    // Past the end of the lines nothing is written: there the top row shows the line or not.
+    const auto lineAtTop = [message] {
+        const QImage shown = message->viewport()->grab().toImage();
+        const int x = shown.width() - 1;
+        return shown.pixelColor(x, 0).lightness() < shown.pixelColor(x, 5).lightness();
+    };
+    EXPECT_FALSE(message->isScrolledDown());
+    EXPECT_FALSE(lineAtTop()) << "no line while the text starts at the top";
+
+    message->verticalScrollBar()->setValue(message->verticalScrollBar()->maximum() / 2);
+    EXPECT_TRUE(message->isScrolledDown());
+    EXPECT_TRUE(lineAtTop());
+    save(QStringLiteral("balloon-scrolled.png"));
+
+    message->verticalScrollBar()->setValue(0);
+    EXPECT_FALSE(lineAtTop());
 }

@@ -17,6 +17,7 @@
 #include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPainter>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScreen>
@@ -27,6 +28,8 @@
 #include <QGuiApplication>
 
 #include <gtest/gtest.h>
+
+#include <cmath>
 
 namespace {
 
@@ -94,7 +97,11 @@ protected:
         auto* view = qobject_cast<SettingsView*>(app->settingsWindow.data());
         EXPECT_TRUE(view);
         EXPECT_TRUE(QTest::qWaitForWindowExposed(view));
-        spinUntil([&] { return view->ollamaLine->text() != "Checking…"; }, 6000);
+        spinUntil(
+            [&] {
+                return view->ollamaLine->text() != "Checking…" && view->ollamaLine->text() != "Kontrollin…";
+            },
+            6000);
         return *view;
     }
     static void save(QWidget& window, const QString& name) {
@@ -106,6 +113,51 @@ protected:
     base::VirtualScheduler scheduler;
     std::unique_ptr<AppDelegate> app = std::make_unique<AppDelegate>();
 };
+
+// The relative luminance of a colour on screen, and the contrast of text in a colour, with its
+// alpha, on a ground, as WCAG counts them.
+double luminance(const QColor& c) {
+    const auto linear = [](double v) {
+        return v <= 0.04045 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4);
+    };
+    return 0.2126 * linear(c.redF()) + 0.7152 * linear(c.greenF()) + 0.0722 * linear(c.blueF());
+}
+double contrast(const QColor& ink, const QColor& ground) {
+    const double a = ink.alphaF();
+    const auto mix = [a](double top, double under) { return static_cast<float>(top * a + under * (1 - a)); };
+    const QColor shown = QColor::fromRgbF(mix(ink.redF(), ground.redF()), mix(ink.greenF(), ground.greenF()),
+                                          mix(ink.blueF(), ground.blueF()));
+    const double la = luminance(shown);
+    const double lb = luminance(ground);
+    return (std::max(la, lb) + 0.05) / (std::min(la, lb) + 0.05);
+}
+
+// How many separate marks "Ü" has above those of "U" in this font: its two dots, or one blot
+// where they run together.
+int dotsOfUmlaut(const QFont& font) {
+    const auto draw = [&font](const QString& letter) {
+        QImage image(64, 64, QImage::Format_Grayscale8);
+        image.fill(Qt::white);
+        QPainter painter(&image);
+        painter.setFont(font);
+        painter.setPen(Qt::black);
+        painter.drawText(QRect(0, 0, 64, 64), Qt::AlignCenter, letter);
+        return image;
+    };
+    const QImage with = draw(QStringLiteral("Ü"));
+    const QImage without = draw(QStringLiteral("U"));
+    int marks = 0;
+    bool inMark = false;
+    for (int x = 0; x < with.width(); ++x) {
+        bool ink = false;
+        for (int y = 0; y < with.height(); ++y) {
+            ink = ink || (qGray(with.pixel(x, y)) < 160 && qGray(without.pixel(x, y)) > 200);
+        }
+        marks += ink && !inMark ? 1 : 0;
+        inMark = ink;
+    }
+    return marks;
+}
 
 } // namespace
 
@@ -211,6 +263,30 @@ TEST_F(SettingsViewTest, EveryRowInBothLanguagesAndTheFormRedrawsWhenTheLanguage
             "[Käivita sisselogimisel]",
             "Ava vestlus kõikjal klahvidega Ctrl+Alt+Space."}));
     save(view, "settings-et.png");
+}
+
+TEST_F(SettingsViewTest, NotesReadWellAndKeepTheDotsOfTheirLetters) {
+    Settings::setValue(QLatin1String(Settings::Key::language), "et");
+    SettingsView& view = open();
+    const QColor ground = view.palette().color(QPalette::Window);
+    int notes = 0;
+    for (auto* note :
+         {view.connection, view.keyNote, view.reportNote, view.excludedNote, view.shortcutNote}) {
+        ++notes;
+        EXPECT_FALSE(note->text().isEmpty());
+        EXPECT_GE(QFontInfo(note->font()).pixelSize(), 12) << note->text().toStdString();
+        EXPECT_LE(note->font().pointSizeF(), view.font().pointSizeF()) << "no larger than the rows";
+        EXPECT_EQ(dotsOfUmlaut(note->font()), 2) << note->text().toStdString();
+        const QColor ink = note->palette().color(note->foregroundRole());
+        EXPECT_GE(contrast(ink, ground), 4.5) << note->text().toStdString();
+        EXPECT_NE(ink, note->palette().color(QPalette::WindowText)) << "still softer than the rows";
+    }
+    EXPECT_EQ(notes, 5);
+    // The form has made room for the longer line that came with the answer from Ollama.
+    ASSERT_TRUE(spinUntil([&] {
+        return view.ollamaLine->height() >= view.ollamaLine->heightForWidth(view.ollamaLine->width());
+    }));
+    save(view, "settings-notes-et.png");
 }
 
 TEST_F(SettingsViewTest, ControlsWriteTheirSettingsAndTheWindowComesBackWhereItWasLeft) {

@@ -11,7 +11,9 @@
 #include "support/SpinUntil.h"
 #include "support/TestEnvironment.h"
 
+#include <QActionGroup>
 #include <QApplication>
+#include <QDir>
 #include <QJsonObject>
 #include <QMenu>
 #include <QScreen>
@@ -267,11 +269,16 @@ TEST_F(StageTest, TheContextMenuOpensOnlyWithACharacterChoosesAgentsAndHidesTheF
         watch(3);
         return player().sheet()->definition.id;
     };
-    // Items as one line: "-" for a separator, "*" after the one that is checked.
+    // Items as one line: "-" for a separator, "*" after the one that is checked, "()" around
+    // one of a group of which only one can be checked, as a radio mark shows it.
     const auto items = [](const QMenu* menu) {
         QStringList out;
         for (const auto* item : menu->actions()) {
-            out << (item->isSeparator() ? "-" : item->text() + (item->isChecked() ? "*" : ""));
+            QString text = item->text() + (item->isChecked() ? "*" : "");
+            if (item->actionGroup() && item->actionGroup()->isExclusive() && item->isCheckable()) {
+                text = "(" + text + ")";
+            }
+            out << (item->isSeparator() ? "-" : text);
         }
         return out.join('|').toStdString();
     };
@@ -280,7 +287,10 @@ TEST_F(StageTest, TheContextMenuOpensOnlyWithACharacterChoosesAgentsAndHidesTheF
     EXPECT_EQ(items(menu), "Chat with Dorn…|New Conversation|-|Approvals ↗|-|Choose Agent|Settings…|Hide");
     QMenu* agents = menu->actions().at(5)->menu();
     ASSERT_TRUE(agents);
-    EXPECT_EQ(items(agents), "Dorn*|Lirra|Morvo|Pelka|-|Next Agent");
+    EXPECT_EQ(items(agents), "(Dorn*)|(Lirra)|(Morvo)|(Pelka)|-|Next Agent");
+    QDir().mkpath(MIRK_ARTEFACTS_DIR);
+    agents->adjustSize();
+    agents->grab().save(QStringLiteral(MIRK_ARTEFACTS_DIR "/agents-menu.png"));
     EXPECT_EQ(agents->actions().at(3)->shortcut(), QKeySequence()) << "no shortcut is held";
     // Only a held shortcut that works is shown.
     std::unique_ptr<HotKey> pelkaKey(HotKey::make(
@@ -299,7 +309,7 @@ TEST_F(StageTest, TheContextMenuOpensOnlyWithACharacterChoosesAgentsAndHidesTheF
     EXPECT_EQ(items(menu), "Chat with Pelka…|New Conversation|-|Today's Report|Open Reports Folder|-|Choose "
                            "Agent|Settings…|Hide");
     agents = menu->actions().at(6)->menu();
-    EXPECT_EQ(items(agents), "Dorn|Lirra|Morvo|Pelka*|-|Next Agent");
+    EXPECT_EQ(items(agents), "(Dorn)|(Lirra)|(Morvo)|(Pelka*)|-|Next Agent");
     EXPECT_EQ(choose(menu, agents->actions().last()), "dorn") << "the next after the last is the first";
 
     Settings::setValue(QLatin1String(Settings::Key::language), QStringLiteral("et"));

@@ -77,8 +77,8 @@ TEST_F(ChatSessionTest, AnAnswerStreamsThenCompletesWithItsLinksAndHeldBackChoic
     session->ask("How is my week?", {}, std::nullopt, r.handlers());
     ASSERT_TRUE(spinUntil([&] { return !r.completions.isEmpty(); }));
     EXPECT_EQ(r.tools, QStringList{"Get_Schedule"});
-    EXPECT_EQ(r.texts.first(), QStringLiteral("Your week"));
-    EXPECT_EQ(r.texts.last(), QStringLiteral("Your week")) << "a half-written link is hidden";
+    EXPECT_EQ(r.texts.first(), QStringLiteral("Your **week**")) << "Markdown for the balloon to render";
+    EXPECT_EQ(r.texts.last(), QStringLiteral("Your **week**")) << "a half-written link is hidden";
     ASSERT_TRUE(r.answer());
     EXPECT_EQ(r.answer()->text, QStringLiteral("Your week is busy."));
     EXPECT_EQ(r.answer()->links.size(), 4) << "nine links give four";

@@ -97,14 +97,42 @@ TEST_F(ExtractLinksTest, HalfWrittenMarkupNeverFlashes) {
     EXPECT_EQ(text("line\nhttp", true), QStringLiteral("line")) << "a line break is no space";
 }
 
-TEST_F(ExtractLinksTest, CleaningStepsRunInOrder) {
-    EXPECT_EQ(text("*** x"), QStringLiteral("• x"));
-    EXPECT_EQ(text("**bold** word"), QStringLiteral("bold word"));
-    EXPECT_EQ(text("# Title\n###### Six\n####### Seven"), QStringLiteral("Title\nSix\n####### Seven"));
-    EXPECT_EQ(text("- one\n* two\n  - item"), QStringLiteral("• one\n• two\n - item"));
+TEST_F(ExtractLinksTest, TheMarkdownStaysAndOnlyWhatLinksLeaveIsTidied) {
+    EXPECT_EQ(text("**bold** and *it*"), QStringLiteral("**bold** and *it*"));
+    EXPECT_EQ(text("# Title\n- one\n  - nested\n> quoted"),
+              QStringLiteral("# Title\n- one\n  - nested\n> quoted"));
+    EXPECT_EQ(text("line with a break  \nnext"), QStringLiteral("line with a break  \nnext"));
     EXPECT_EQ(text("a\n\n\n\nb"), QStringLiteral("a\n\nb"));
     EXPECT_EQ(text("Tere , kuidas läheb ?"), QStringLiteral("Tere, kuidas läheb?"));
+    EXPECT_EQ(text("See https://h.example/a and that"), QStringLiteral("See and that"));
     EXPECT_EQ(text("  \n padded \n\n"), QStringLiteral("padded"));
+}
+
+TEST_F(ExtractLinksTest, ALineThatIsOnlyALinkShowsOnlyAsItsRow) {
+    const QString answer =
+        "Here are the reports:\n\n[Q1 report](/r/1)\n\n- **[Q2 report](/r/2)**\n"
+        "> https://h.example/3\n1. [Q4](https://h.example/4):\n\nRead [Q1 report](/r/1) first.";
+    const auto extracted = ChatSession::extractLinks(answer, false);
+    EXPECT_EQ(extracted.text, QStringLiteral("Here are the reports:\n\nRead Q1 report first."));
+    ASSERT_EQ(extracted.links.size(), 4);
+    EXPECT_EQ(extracted.links.at(0).title, QStringLiteral("Q2 report"));
+    EXPECT_EQ(extracted.links.at(1).title, QStringLiteral("Q4"));
+    EXPECT_EQ(extracted.links.at(2).title, QStringLiteral("Q1 report"));
+    EXPECT_EQ(extracted.links.at(3).title, QStringLiteral("h.example"));
+    EXPECT_EQ(text("[Q1 report](/r/1)", true), QString()) << "streamed as it will stand";
+
+    // A link that makes no row stays as its words; marks like those in use are no text.
+    Settings::setValue(QLatin1String(Settings::Key::vantleURL), QStringLiteral("bad host"));
+    EXPECT_EQ(text("Intro\n\n[Q1 report](/r/1)"), QStringLiteral("Intro\n\nQ1 report"));
+    EXPECT_EQ(text(QStringLiteral("a\uFFF9b\uFFFBc\uFFFC")), QStringLiteral("abc"));
+}
+
+TEST_F(ExtractLinksTest, HalfWrittenBoldShowsNoStars) {
+    EXPECT_EQ(text("It is **very", true), QStringLiteral("It is very"));
+    EXPECT_EQ(text("It is **very**", true), QStringLiteral("It is **very**"));
+    EXPECT_EQ(text("***both*** and **more", true), QStringLiteral("***both*** and more"));
+    EXPECT_EQ(text("It is **very", false), QStringLiteral("It is **very"))
+        << "a finished answer stands as written";
 }
 
 TEST_F(ExtractLinksTest, AnyAnswerIsReadInOnePassWhateverItHolds) {
