@@ -150,6 +150,8 @@ bool CharacterWindow::setFrameUsingName(const QString& name) {
     }
     centerWhenSized = false;
     setGeometry(frame);
+    // A frame kept from a larger or another screen may show too little of the figure now.
+    keepOnScreen();
     return true;
 }
 

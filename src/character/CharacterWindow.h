@@ -40,7 +40,7 @@ public:
     // is placed so once it gets one.
     void center();
     // Brings the window back onto a screen when less than a third of it lies on one: after the
-    // user dragged it, and by itself when screens go or shrink.
+    // user dragged it, when a stored frame is restored, and by itself when screens go or shrink.
     void keepOnScreen();
     // Persistent frames under a name in the settings: restore (false when none is stored or it
     // lies on no screen), and keep storing it on every change from now on.
