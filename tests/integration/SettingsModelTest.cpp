@@ -83,7 +83,12 @@ TEST_F(SettingsModelTest, TheConnectionLineTellsEachOutcomeAndABadAddressSendsNo
         EXPECT_FALSE(VantleClient::isConfigured());
     }
     spinFor(300);
-    EXPECT_EQ(sim->requests().size(), before);
+    const QJsonArray after = sim->requests();
+    QStringList extra;
+    for (qsizetype i = before; i < after.size(); ++i)
+        extra << after.at(i).toObject().value("method").toString() + " " +
+                     after.at(i).toObject().value("path").toString();
+    EXPECT_EQ(after.size(), before) << extra.join(", ").toStdString();
 
     // Nobody listening at the address.
     Settings::setValue(QLatin1String(Settings::Key::vantleURL), "http://127.0.0.1:1/app");
