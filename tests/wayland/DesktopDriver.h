@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDBusMessage>
 #include <QList>
 #include <QProcess>
 #include <QString>
@@ -29,6 +30,11 @@ public:
     void pressInShell(const QStringList& keys, int holdMs = 0);
     // Evaluates script in the desktop's shell (GNOME Shell, KWin); its result as text.
     QString evaluate(const QString& script);
+    // Calls the stand-in for the desktop's side of the shortcuts portal (portal-backend.py).
+    QDBusMessage portal(const QString& method, const QVariantList& arguments = {});
+    // Calls KDE's global shortcut service at path.
+    QDBusMessage shortcutService(const QString& path, const QString& method,
+                                 const QVariantList& arguments = {});
 
 private:
     std::vector<std::unique_ptr<QProcess>> windows;

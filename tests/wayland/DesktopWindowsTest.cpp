@@ -8,10 +8,12 @@
 #include "platform/linux/KWinActiveWindow.h"
 #include "platform/linux/WaylandConnection.h"
 #include "platform/linux/WaylandIdleTime.h"
+#include "support/LogCapture.h"
 #include "support/SpinUntil.h"
 #include "support/TestEnvironment.h"
 
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusReply>
 #include <QDir>
@@ -21,7 +23,11 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <map>
+
 using platform::Sight;
+using Reach = platform::HotKeyGrabber::Reach;
 
 namespace {
 
@@ -46,6 +52,29 @@ QString frontName() {
     const auto front = platform::services().activeWindow->frontmost();
     return front ? front->name : QString();
 }
+
+// The program's six shortcuts, held as the program holds them, each counting its presses.
+struct SixKeys {
+    explicit SixKeys(std::shared_ptr<platform::HotKeyGrabber> grabber) : keys(std::move(grabber)) {
+        const std::pair<unsigned, const char*> table[] = {
+            {0x20, "Open or close the chat"}, {0xff09, "Bring on the next agent"},
+            {0x31, "Bring on Dorn"},          {0x32, "Bring on Lirra"},
+            {0x33, "Bring on Morvo"},         {0x34, "Bring on Pelka"}};
+        for (const auto& [key, description] : table) {
+            ids[key] = keys->grab(key, description, [this, key = key] { ++presses[key]; });
+        }
+    }
+    ~SixKeys() {
+        for (const auto& [key, id] : ids) {
+            keys->release(id);
+        }
+    }
+    bool works(unsigned key) const { return keys->works(ids.at(key)); }
+
+    std::shared_ptr<platform::HotKeyGrabber> keys;
+    std::map<unsigned, int> ids;
+    std::map<unsigned, int> presses;
+};
 
 class DesktopTest : public ::testing::Test {
 protected:
@@ -165,8 +194,8 @@ TEST_F(DesktopTest, GnomeShortcutsReachTheProgramOnceWhateverWindowHasTheKeyboar
     ASSERT_TRUE(keys);
     int chats = 0;
     int lirras = 0;
-    const int chat = keys->grab(0x20, [&] { ++chats; });
-    const int lirra = keys->grab(0x32, [&] { ++lirras; });
+    const int chat = keys->grab(0x20, "Open or close the chat", [&] { ++chats; });
+    const int lirra = keys->grab(0x32, "Bring on Lirra", [&] { ++lirras; });
     ASSERT_NE(chat, 0);
     EXPECT_TRUE(keys->works(chat));
     desktop.openWindow("test.alpha", "Alpha title", true);
@@ -190,6 +219,103 @@ TEST_F(DesktopTest, GnomeShortcutsReachTheProgramOnceWhateverWindowHasTheKeyboar
     EXPECT_TRUE(spinUntil([&] { return !keys->works(chat); }, 10000)) << "the menus stop showing the keys";
     keys->release(chat);
     keys->release(lirra);
+}
+
+// Through the portal the six keys are bound together with their descriptions and the keys asked
+// for. A press acts once however often the held key is told, a second press acts again, the menus
+// show the keys the desktop reports, a refused key costs only itself, and a session the desktop
+// ends leaves none working.
+TEST_F(DesktopTest, PortalBindsTheKeysAndEachPressActsOnce) {
+    desktop.portal("Refuse", {QStringList{"next-agent"}});
+    const auto keys = platform::services().hotKeys;
+    ASSERT_EQ(keys->reach(), Reach::portal);
+    LogCapture log;
+    SixKeys six(keys);
+    ASSERT_TRUE(spinUntil([&] { return six.works(0x20); }, 10000));
+    EXPECT_TRUE(six.works(0x32));
+    EXPECT_FALSE(six.works(0xff09)) << "refused by the desktop";
+    EXPECT_EQ(log.lines().filter("refused").size(), 1) << log.lines().join('\n').toStdString();
+    const QDBusReply<QStringList> asked = desktop.portal("Asked");
+    EXPECT_EQ(asked.value().size(), 6) << "in one request";
+    EXPECT_TRUE(asked.value().contains("chat|Open or close the chat|CTRL+ALT+space"));
+    EXPECT_TRUE(asked.value().contains("next-agent|Bring on the next agent|CTRL+ALT+Tab"));
+    EXPECT_TRUE(asked.value().contains("agent-2|Bring on Lirra|CTRL+ALT+2"));
+
+    desktop.portal("Press", {"chat", 3u});
+    desktop.portal("Press", {"agent-2", 0u});
+    ASSERT_TRUE(spinUntil([&] { return six.presses[0x32] == 1; }, 10000));
+    EXPECT_EQ(six.presses[0x20], 1) << "held and told four times";
+    desktop.portal("Press", {"chat", 0u});
+    EXPECT_TRUE(spinUntil([&] { return six.presses[0x20] == 2; }, 10000)) << "a second press closes the chat";
+
+    EXPECT_EQ(keys->keys(six.ids[0x20]), "CTRL+ALT+space");
+    desktop.portal("Change", {"chat", "Meta+C"});
+    EXPECT_TRUE(spinUntil([&] { return keys->keys(six.ids[0x20]) == "Meta+C"; }, 10000));
+
+    desktop.portal("EndSessions");
+    ASSERT_TRUE(spinUntil([&] { return keys->reach() == Reach::ended; }, 10000));
+    EXPECT_FALSE(six.works(0x20));
+    EXPECT_FALSE(six.works(0x32));
+}
+
+// A portal that binds nothing is as good as none: the keys go to X grabs, the next means on this
+// desktop, and the move is said once.
+TEST_F(DesktopTest, PortalThatBindsNothingPassesTheKeysOn) {
+    desktop.portal("Refuse", {QStringList{"*"}});
+    const auto keys = platform::services().hotKeys;
+    LogCapture log;
+    SixKeys six(keys);
+    ASSERT_TRUE(spinUntil([&] { return keys->reach() == Reach::x11Windows; }, 10000))
+        << log.lines().join('\n').toStdString();
+    EXPECT_TRUE(six.works(0x20));
+    EXPECT_TRUE(six.works(0x34));
+    EXPECT_EQ(log.lines().filter("bound none").size(), 1) << log.lines().join('\n').toStdString();
+}
+
+// The portal going away ends the shortcuts as a closed session does.
+TEST_F(DesktopTest, PortalGoingAwayEndsTheShortcuts) {
+    desktop.portal("Refuse", {QStringList{}});
+    const auto keys = platform::services().hotKeys;
+    SixKeys six(keys);
+    ASSERT_TRUE(spinUntil([&] { return six.works(0x20); }, 10000));
+    const QDBusReply<uint> frontend =
+        QDBusConnection::sessionBus().interface()->servicePid("org.freedesktop.portal.Desktop");
+    ASSERT_TRUE(frontend.isValid());
+    ASSERT_EQ(::kill(static_cast<pid_t>(frontend.value()), SIGTERM), 0);
+    ASSERT_TRUE(spinUntil([&] { return keys->reach() == Reach::ended; }, 10000));
+    EXPECT_FALSE(six.works(0x20));
+}
+
+// On KDE without a portal the keys are registered with KDE's global shortcut service: listed there
+// under the program's name and invoked through it. A key another program holds costs only its own
+// shortcut, said once.
+TEST_F(DesktopTest, KdeShortcutsAreRegisteredWithTheServiceAndInvokedThroughIt) {
+    const auto keys = platform::services().hotKeys;
+    ASSERT_EQ(keys->reach(), Reach::kdeService);
+    const QStringList other{"mirkvantle-test-other", "taken", "Other", "Taken"};
+    desktop.shortcutService("/kglobalaccel", "doRegister", {other});
+    const int controlAltTab = static_cast<int>(Qt::ControlModifier | Qt::AltModifier) | Qt::Key_Tab;
+    const QDBusReply<QList<int>> taken = desktop.shortcutService(
+        "/kglobalaccel", "setShortcut", {other, QVariant::fromValue(QList<int>{controlAltTab}), 2u});
+    ASSERT_EQ(taken.value(), QList<int>{controlAltTab});
+    LogCapture log;
+    SixKeys six(keys);
+    EXPECT_EQ(six.ids[0xff09], 0) << "held by the other program";
+    EXPECT_EQ(log.lines().filter("gave no key").size(), 1) << log.lines().join('\n').toStdString();
+    ASSERT_NE(six.ids[0x20], 0);
+    EXPECT_TRUE(six.works(0x20));
+    EXPECT_TRUE(six.works(0x32));
+    const QString component = "/component/mirkvantle_agents";
+    const QDBusReply<QStringList> names = desktop.shortcutService(component, "shortcutNames");
+    EXPECT_TRUE(names.value().contains("chat")) << names.value().join(' ').toStdString();
+    EXPECT_TRUE(names.value().contains("agent-2"));
+
+    desktop.shortcutService(component, "invokeShortcut", {"chat"});
+    ASSERT_TRUE(spinUntil([&] { return six.presses[0x20] == 1; }, 10000));
+    desktop.shortcutService(component, "invokeShortcut", {"chat"});
+    desktop.shortcutService(component, "invokeShortcut", {"agent-2"});
+    ASSERT_TRUE(spinUntil([&] { return six.presses[0x32] == 1; }, 10000));
+    EXPECT_EQ(six.presses[0x20], 2) << "a second press closes the chat";
 }
 
 } // namespace
