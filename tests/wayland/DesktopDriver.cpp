@@ -148,6 +148,10 @@ void DesktopDriver::pressInShell(const QStringList& keys, int holdMs) {
     evaluate(script.arg(names.join(QStringLiteral(", ")), QStringLiteral("RELEASED")));
 }
 
+void DesktopDriver::pressOnX(const QStringList& arguments) {
+    EXPECT_EQ(run(QStringLiteral("xdotool"), arguments), 0);
+}
+
 QDBusMessage DesktopDriver::portal(const QString& method, const QVariantList& arguments) {
     return call(QStringLiteral("org.freedesktop.impl.portal.desktop.mirktest"),
                 QStringLiteral("/org/freedesktop/portal/desktop"),

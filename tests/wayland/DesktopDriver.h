@@ -30,6 +30,9 @@ public:
     void pressInShell(const QStringList& keys, int holdMs = 0);
     // Evaluates script in the desktop's shell (GNOME Shell, KWin); its result as text.
     QString evaluate(const QString& script);
+    // Gives keys to the desktop's X server as xdotool does with these arguments ("keydown",
+    // "ctrl+alt+space"), which reaches the X clients that grab them.
+    void pressOnX(const QStringList& arguments);
     // Calls the stand-in for the desktop's side of the shortcuts portal (portal-backend.py).
     QDBusMessage portal(const QString& method, const QVariantList& arguments = {});
     // Calls KDE's global shortcut service at path.

@@ -5,6 +5,7 @@
 #include "base/Clock.h"
 #include "base/VirtualScheduler.h"
 #include "platform/Services.h"
+#include "platform/linux/KGlobalAccelHotKeys.h"
 #include "platform/linux/KWinActiveWindow.h"
 #include "platform/linux/WaylandConnection.h"
 #include "platform/linux/WaylandIdleTime.h"
@@ -19,6 +20,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QProcess>
 #include <QStandardPaths>
 
 #include <gtest/gtest.h>
@@ -316,6 +318,45 @@ TEST_F(DesktopTest, KdeShortcutsAreRegisteredWithTheServiceAndInvokedThroughIt) 
     desktop.shortcutService(component, "invokeShortcut", {"agent-2"});
     ASSERT_TRUE(spinUntil([&] { return six.presses[0x32] == 1; }, 10000));
     EXPECT_EQ(six.presses[0x20], 2) << "a second press closes the chat";
+}
+
+// KDE's shortcut service on its own, as on Plasma's X11 session (here on the desktop's X server,
+// where it grabs the keys itself): real presses reach the program, a key held past the keyboard's
+// repeat acts once, and when the service goes away the shortcuts stop working until it is back
+// and has been given them again.
+TEST_F(DesktopTest, KdeServiceOnItsOwnHeldKeyActsOnceAndAServiceBackHasTheKeysAgain) {
+    const auto bus = QDBusConnection::sessionBus();
+    QProcess service;
+    const auto start = [&] {
+        auto environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("QT_QPA_PLATFORM", "xcb");
+        service.setProcessEnvironment(environment);
+        service.start("kglobalaccel5", {});
+        return spinUntil([&] { return platform::KGlobalAccelHotKeys::available(bus); }, 10000);
+    };
+    ASSERT_TRUE(start());
+    const auto keys = std::make_shared<platform::KGlobalAccelHotKeys>(bus);
+    SixKeys six(keys);
+    ASSERT_TRUE(six.works(0x20));
+
+    desktop.pressOnX({"key", "ctrl+alt+space"});
+    ASSERT_TRUE(spinUntil([&] { return six.presses[0x20] == 1; }, 10000));
+    desktop.pressOnX({"keydown", "ctrl+alt+space"});
+    spinFor(1500); // the hold is what is tested: the X server repeats the key past its delay
+    desktop.pressOnX({"keyup", "space", "keyup", "alt", "keyup", "ctrl"});
+    desktop.pressOnX({"key", "ctrl+alt+2"});
+    ASSERT_TRUE(spinUntil([&] { return six.presses[0x32] == 1; }, 10000));
+    EXPECT_EQ(six.presses[0x20], 2) << "the held press acted once";
+
+    service.terminate();
+    ASSERT_TRUE(service.waitForFinished(10000));
+    ASSERT_TRUE(spinUntil([&] { return !six.works(0x20); }, 10000)) << "the menus stop showing the keys";
+    ASSERT_TRUE(start());
+    ASSERT_TRUE(spinUntil([&] { return six.works(0x20); }, 10000));
+    desktop.pressOnX({"key", "ctrl+alt+2"});
+    EXPECT_TRUE(spinUntil([&] { return six.presses[0x32] == 2; }, 10000));
+    service.terminate();
+    service.waitForFinished(10000);
 }
 
 } // namespace

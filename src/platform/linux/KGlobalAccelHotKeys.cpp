@@ -34,7 +34,7 @@ KGlobalAccelHotKeys::KGlobalAccelHotKeys(QDBusConnection b)
     : bus(std::move(b)), service(serviceName, bus, QDBusServiceWatcher::WatchForOwnerChange) {
     connect(&service, &QDBusServiceWatcher::serviceOwnerChanged, this,
             [this](const QString&, const QString&, const QString& owner) {
-                listening = false;
+                // The signals stay connected: they follow the service's name to its new owner.
                 for (auto& [id, grab] : grabs) {
                     grab.key = 0;
                     grab.held = false;

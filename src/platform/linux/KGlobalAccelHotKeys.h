@@ -56,7 +56,7 @@ private:
     QDBusConnection bus;
     QDBusServiceWatcher service;
     std::map<int, Grab> grabs;
-    bool listening = false;
+    bool listening = false; // to the component's presses, which outlives the service's owner
     // The service tells of let-go keys only in newer versions; until it has, every press acts.
     bool releasesTold = false;
     int next = 1;
