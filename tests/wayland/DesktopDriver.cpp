@@ -152,6 +152,10 @@ void DesktopDriver::pressOnX(const QStringList& arguments) {
     EXPECT_EQ(run(QStringLiteral("xdotool"), arguments), 0);
 }
 
+void DesktopDriver::resetXKeyboard() {
+    EXPECT_EQ(run(QStringLiteral("setxkbmap"), {QStringLiteral("us")}), 0);
+}
+
 QDBusMessage DesktopDriver::portal(const QString& method, const QVariantList& arguments) {
     return call(QStringLiteral("org.freedesktop.impl.portal.desktop.mirktest"),
                 QStringLiteral("/org/freedesktop/portal/desktop"),

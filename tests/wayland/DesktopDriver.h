@@ -33,6 +33,9 @@ public:
     // Gives keys to the desktop's X server as xdotool does with these arguments ("keydown",
     // "ctrl+alt+space"), which reaches the X clients that grab them.
     void pressOnX(const QStringList& arguments);
+    // Gives the desktop's X server a whole US keyboard again: the desktop hands it the keymap of
+    // the keyboard last typed on, which for a test's virtual keyboard holds only the keys it typed.
+    void resetXKeyboard();
     // Calls the stand-in for the desktop's side of the shortcuts portal (portal-backend.py).
     QDBusMessage portal(const QString& method, const QVariantList& arguments = {});
     // Calls KDE's global shortcut service at path.

@@ -321,9 +321,9 @@ TEST_F(DesktopTest, KdeShortcutsAreRegisteredWithTheServiceAndInvokedThroughIt) 
 }
 
 // KDE's shortcut service on its own, as on Plasma's X11 session (here on the desktop's X server,
-// where it grabs the keys itself): real presses reach the program, a key held past the keyboard's
-// repeat acts once, and when the service goes away the shortcuts stop working until it is back
-// and has been given them again.
+// where it grabs the keys itself, while an X window has the keyboard): real presses reach the program, a key
+// held past the keyboard's repeat acts once, and when the service goes away the shortcuts stop working until
+// it is back and has been given them again.
 TEST_F(DesktopTest, KdeServiceOnItsOwnHeldKeyActsOnceAndAServiceBackHasTheKeysAgain) {
     const auto bus = QDBusConnection::sessionBus();
     QProcess service;
@@ -334,6 +334,9 @@ TEST_F(DesktopTest, KdeServiceOnItsOwnHeldKeyActsOnceAndAServiceBackHasTheKeysAg
         service.start("kglobalaccel5", {});
         return spinUntil([&] { return platform::KGlobalAccelHotKeys::available(bus); }, 10000);
     };
+    desktop.openWindow("test.gamma", "Gamma X11 title", false);
+    bringForward("test.gamma", "Gamma Desk");
+    desktop.resetXKeyboard();
     ASSERT_TRUE(start());
     const auto keys = std::make_shared<platform::KGlobalAccelHotKeys>(bus);
     SixKeys six(keys);
