@@ -290,7 +290,7 @@ TEST_F(DesktopTest, PortalGoingAwayEndsTheShortcuts) {
 
 // On KDE without a portal the keys are registered with KDE's global shortcut service: listed there
 // under the program's name and invoked through it. A key another program holds costs only its own
-// shortcut, said once.
+// shortcut.
 TEST_F(DesktopTest, KdeShortcutsAreRegisteredWithTheServiceAndInvokedThroughIt) {
     const auto keys = platform::services().hotKeys;
     ASSERT_EQ(keys->reach(), Reach::kdeService);
@@ -300,10 +300,8 @@ TEST_F(DesktopTest, KdeShortcutsAreRegisteredWithTheServiceAndInvokedThroughIt) 
     const QDBusReply<QList<int>> taken = desktop.shortcutService(
         "/kglobalaccel", "setShortcut", {other, QVariant::fromValue(QList<int>{controlAltTab}), 2u});
     ASSERT_EQ(taken.value(), QList<int>{controlAltTab});
-    LogCapture log;
     SixKeys six(keys);
     EXPECT_EQ(six.ids[0xff09], 0) << "held by the other program";
-    EXPECT_EQ(log.lines().filter("gave no key").size(), 1) << log.lines().join('\n').toStdString();
     ASSERT_NE(six.ids[0x20], 0);
     EXPECT_TRUE(six.works(0x20));
     EXPECT_TRUE(six.works(0x32));

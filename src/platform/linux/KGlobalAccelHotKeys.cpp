@@ -45,6 +45,14 @@ KGlobalAccelHotKeys::KGlobalAccelHotKeys(QDBusConnection b)
                 }
                 for (auto& [id, grab] : grabs) {
                     registerWithService(grab);
+                    // A key refused at the start is the caller's to tell; one lost now is said here, once.
+                    if (grab.key == 0 && !grab.refusalSaid) {
+                        grab.refusalSaid = true;
+                        qInfo().noquote()
+                            << QStringLiteral("KDE's global shortcut service, back, gave no key to \"%1\"; "
+                                              "that shortcut is off.")
+                                   .arg(grab.description);
+                    }
                 }
             });
     bus.connect(serviceName, servicePath, serviceInterface, QStringLiteral("yourShortcutGotChanged"), this,
@@ -80,12 +88,6 @@ void KGlobalAccelHotKeys::registerWithService(Grab& grab) {
         call(QStringLiteral("setShortcut"), {id, QVariant::fromValue(QList<int>{grab.usual}), setPresent});
     const QList<int> given = qdbus_cast<QList<int>>(answer.arguments().value(0));
     grab.key = given.value(0);
-    if (grab.key == 0 && !grab.refusalSaid) {
-        grab.refusalSaid = true;
-        qInfo().noquote() << QStringLiteral(
-                                 "KDE's global shortcut service gave no key to \"%1\"; that shortcut is off.")
-                                 .arg(grab.description);
-    }
     if (!listening && answer.type() == QDBusMessage::ReplyMessage) {
         // The component exists once something is registered in it.
         auto ask = QDBusMessage::createMethodCall(serviceName, servicePath, serviceInterface,

@@ -47,7 +47,7 @@ private:
         std::function<void()> fn;
         int key = 0; // what the service gave; 0 for none
         bool held = false;
-        bool refusalSaid = false;
+        bool refusalSaid = false; // of a key the service refused when it came back
     };
 
     QStringList actionId(const Grab& grab) const;
