@@ -9,6 +9,7 @@
 #include "platform/linux/KWinActiveWindow.h"
 #include "platform/linux/WaylandConnection.h"
 #include "platform/linux/WaylandIdleTime.h"
+#include "support/CharacterFixture.h"
 #include "support/LogCapture.h"
 #include "support/SpinUntil.h"
 #include "support/TestEnvironment.h"
@@ -21,7 +22,9 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
+#include <QSettings>
 #include <QStandardPaths>
+#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -258,6 +261,57 @@ TEST_F(DesktopTest, PortalBindsTheKeysAndEachPressActsOnce) {
     ASSERT_TRUE(spinUntil([&] { return keys->reach() == Reach::ended; }, 10000));
     EXPECT_FALSE(six.works(0x20));
     EXPECT_FALSE(six.works(0x32));
+}
+
+// The program itself on the desktop, a native window in front: a press through the portal opens
+// the chat, a second press closes it, and Ctrl+Alt+2 brings Lirra.
+TEST_F(DesktopTest, PortalPressesReachTheRunningProgram) {
+    desktop.portal("Refuse", {QStringList{}});
+    QTemporaryDir home;
+    const QString data = home.path() + "/data/mirkvantle-agents";
+    QDir().mkpath(data);
+    QSettings settings(home.path() + "/config/Mirk Vantle Agents/Mirk Vantle Agents.ini",
+                       QSettings::IniFormat);
+    settings.setValue("vantleURL", "http://127.0.0.1:1/app");
+    settings.setValue("idleAnimations", false);
+    settings.sync();
+    CharacterFixture fixture;
+    for (const char* id : {"dorn", "lirra", "morvo", "pelka"}) {
+        fixture.add(id, CharacterFixture::definition(id, 4, 3, 48), [](int, int) { return 255; });
+    }
+    ASSERT_TRUE(QFile::link(fixture.path(), data + "/Characters"));
+    QProcess program;
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("HOME", home.path());
+    environment.insert("XDG_CONFIG_HOME", home.path() + "/config");
+    environment.insert("XDG_DATA_HOME", home.path() + "/data");
+    environment.insert("VANTLE_DESKTOP_KEY", "a-key-the-workspace-never-sees");
+    environment.remove("QT_QPA_PLATFORM"); // the program asks for X11 itself
+    program.setProcessEnvironment(environment);
+    program.setProcessChannelMode(QProcess::ForwardedChannels);
+    program.start(MIRK_APP_PATH, {});
+    const auto shown = [](const QString& name) {
+        QProcess search;
+        search.start("xdotool", {"search", "--onlyvisible", "--name", "^" + name + "$"});
+        search.waitForFinished(10000);
+        return !search.readAllStandardOutput().trimmed().isEmpty();
+    };
+    ASSERT_TRUE(spinUntil([&] { return shown("Dorn"); }, 30000)) << "the figure stands";
+    ASSERT_TRUE(spinUntil(
+        [&] { return desktop.portal("Holders", {"chat"}).arguments().value(0).toUInt() == 1; }, 10000));
+    desktop.openWindow("test.alpha", "Alpha title", true);
+    bringForward("test.alpha", "Alpha Notes");
+
+    desktop.portal("Press", {"chat", 0u});
+    ASSERT_TRUE(spinUntil([&] { return shown("Mirk Vantle Agents"); }, 10000)) << "the chat opens";
+    ASSERT_TRUE(spinUntil([&] { return frontName() == "Mirk Vantle Agents"; }, 10000))
+        << "and takes the keyboard; in front: " << frontName().toStdString();
+    desktop.portal("Press", {"chat", 0u});
+    EXPECT_TRUE(spinUntil([&] { return !shown("Mirk Vantle Agents"); }, 10000)) << "a second press closes it";
+    desktop.portal("Press", {"agent-2", 0u});
+    EXPECT_TRUE(spinUntil([&] { return shown("Lirra"); }, 10000)) << "Lirra comes";
+    program.terminate();
+    EXPECT_TRUE(program.waitForFinished(15000));
 }
 
 // A portal that binds nothing is as good as none: the keys go to X grabs, the next means on this

@@ -99,6 +99,11 @@ class Backend(dbus.service.Object):
             self.Deactivated(s.path, shortcut, dbus.UInt64(2000), {})
         return len(told)
 
+    # How many sessions hold the shortcut.
+    @dbus.service.method(CONTROL, in_signature="s", out_signature="u")
+    def Holders(self, shortcut):
+        return sum(1 for s in self.sessions.values() if shortcut in s.shortcuts)
+
     @dbus.service.method(CONTROL, in_signature="ss")
     def Change(self, shortcut, trigger):
         for s in self.sessions.values():
