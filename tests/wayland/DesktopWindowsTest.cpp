@@ -29,6 +29,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <functional>
 #include <map>
 
 using platform::Sight;
@@ -81,6 +82,60 @@ struct SixKeys {
     std::map<unsigned, int> presses;
 };
 
+// The program as a user starts it on this desktop, with four agents of its own.
+class RunningProgram {
+public:
+    RunningProgram() {
+        const QString data = home.path() + "/data/mirkvantle-agents";
+        QDir().mkpath(data);
+        QSettings settings(home.path() + "/config/Mirk Vantle Agents/Mirk Vantle Agents.ini",
+                           QSettings::IniFormat);
+        settings.setValue("vantleURL", "http://127.0.0.1:1/app");
+        settings.setValue("idleAnimations", false);
+        settings.sync();
+        for (const char* id : {"dorn", "lirra", "morvo", "pelka"}) {
+            fixture.add(id, CharacterFixture::definition(id, 4, 3, 48), [](int, int) { return 255; });
+        }
+        QFile::link(fixture.path(), data + "/Characters");
+        auto environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("HOME", home.path());
+        environment.insert("XDG_CONFIG_HOME", home.path() + "/config");
+        environment.insert("XDG_DATA_HOME", home.path() + "/data");
+        // A key, so that the figure does not open with how to connect one.
+        environment.insert("VANTLE_DESKTOP_KEY", "a-key-the-workspace-never-sees");
+        environment.remove("QT_QPA_PLATFORM"); // the program asks for X11 itself
+        process.setProcessEnvironment(environment);
+        process.setProcessChannelMode(QProcess::ForwardedChannels);
+        process.start(MIRK_APP_PATH, {});
+    }
+    ~RunningProgram() {
+        process.terminate();
+        process.waitForFinished(15000);
+    }
+    // The X window of the program with this title that shows; empty when none does.
+    static QString window(const QString& title) {
+        return xdotool({"search", "--onlyvisible", "--name", "^" + title + "$"}).section(u'\n', 0, 0);
+    }
+    static bool shows(const QString& title) { return !window(title).isEmpty(); }
+    // The X window that has the keyboard, as the desktop tells its X server.
+    static QString active() { return xdotool({"getactivewindow"}); }
+    bool stands() const {
+        return spinUntil([] { return shows("Dorn"); }, 30000);
+    }
+
+private:
+    static QString xdotool(const QStringList& arguments) {
+        QProcess run;
+        run.start("xdotool", arguments);
+        run.waitForFinished(10000);
+        return QString::fromUtf8(run.readAllStandardOutput()).trimmed();
+    }
+
+    QTemporaryDir home;
+    CharacterFixture fixture;
+    QProcess process;
+};
+
 class DesktopTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -109,6 +164,28 @@ protected:
             },
             20000))
             << name.toStdString() << " is not in front; the source says " << frontName().toStdString();
+    }
+
+    // A native window in front, as the program starts.
+    void nativeWindowInFront() {
+        desktop.openWindow("test.alpha", "Alpha title", true);
+        bringForward("test.alpha", "Alpha Notes");
+    }
+
+    // Press (given a shortcut's name) opens the running program's chat, a second press closes it,
+    // and the press of Ctrl+Alt+2 brings Lirra.
+    void pressesOpenAndCloseTheChat(const std::function<void(const QString&)>& press) {
+        press("chat");
+        ASSERT_TRUE(spinUntil([&] { return RunningProgram::shows("Mirk Vantle Agents"); }, 10000))
+            << "the chat opens";
+        ASSERT_TRUE(spinUntil(
+            [&] { return RunningProgram::active() == RunningProgram::window("Mirk Vantle Agents"); }, 10000))
+            << "and takes the keyboard";
+        press("chat");
+        EXPECT_TRUE(spinUntil([&] { return !RunningProgram::shows("Mirk Vantle Agents"); }, 10000))
+            << "a second press closes it";
+        press("agent-2");
+        EXPECT_TRUE(spinUntil([&] { return RunningProgram::shows("Lirra"); }, 10000)) << "Lirra comes";
     }
 
     DesktopDriver desktop;
@@ -224,6 +301,8 @@ TEST_F(DesktopTest, GnomeShortcutsReachTheProgramOnceWhateverWindowHasTheKeyboar
     EXPECT_TRUE(spinUntil([&] { return !keys->works(chat); }, 10000)) << "the menus stop showing the keys";
     keys->release(chat);
     keys->release(lirra);
+    desktop.evaluate( // on again for the tests after this one
+        QStringLiteral("Main.extensionManager.enableExtension('%1')").arg(MIRK_GNOME_EXTENSION_UUID));
 }
 
 // Through the portal the six keys are bound together with their descriptions and the keys asked
@@ -267,51 +346,13 @@ TEST_F(DesktopTest, PortalBindsTheKeysAndEachPressActsOnce) {
 // the chat, a second press closes it, and Ctrl+Alt+2 brings Lirra.
 TEST_F(DesktopTest, PortalPressesReachTheRunningProgram) {
     desktop.portal("Refuse", {QStringList{}});
-    QTemporaryDir home;
-    const QString data = home.path() + "/data/mirkvantle-agents";
-    QDir().mkpath(data);
-    QSettings settings(home.path() + "/config/Mirk Vantle Agents/Mirk Vantle Agents.ini",
-                       QSettings::IniFormat);
-    settings.setValue("vantleURL", "http://127.0.0.1:1/app");
-    settings.setValue("idleAnimations", false);
-    settings.sync();
-    CharacterFixture fixture;
-    for (const char* id : {"dorn", "lirra", "morvo", "pelka"}) {
-        fixture.add(id, CharacterFixture::definition(id, 4, 3, 48), [](int, int) { return 255; });
-    }
-    ASSERT_TRUE(QFile::link(fixture.path(), data + "/Characters"));
-    QProcess program;
-    auto environment = QProcessEnvironment::systemEnvironment();
-    environment.insert("HOME", home.path());
-    environment.insert("XDG_CONFIG_HOME", home.path() + "/config");
-    environment.insert("XDG_DATA_HOME", home.path() + "/data");
-    environment.insert("VANTLE_DESKTOP_KEY", "a-key-the-workspace-never-sees");
-    environment.remove("QT_QPA_PLATFORM"); // the program asks for X11 itself
-    program.setProcessEnvironment(environment);
-    program.setProcessChannelMode(QProcess::ForwardedChannels);
-    program.start(MIRK_APP_PATH, {});
-    const auto shown = [](const QString& name) {
-        QProcess search;
-        search.start("xdotool", {"search", "--onlyvisible", "--name", "^" + name + "$"});
-        search.waitForFinished(10000);
-        return !search.readAllStandardOutput().trimmed().isEmpty();
-    };
-    ASSERT_TRUE(spinUntil([&] { return shown("Dorn"); }, 30000)) << "the figure stands";
+    nativeWindowInFront();
+    RunningProgram program;
+    ASSERT_TRUE(program.stands());
+    EXPECT_EQ(frontName(), "Alpha Notes") << "the figure takes no keyboard";
     ASSERT_TRUE(spinUntil(
         [&] { return desktop.portal("Holders", {"chat"}).arguments().value(0).toUInt() == 1; }, 10000));
-    desktop.openWindow("test.alpha", "Alpha title", true);
-    bringForward("test.alpha", "Alpha Notes");
-
-    desktop.portal("Press", {"chat", 0u});
-    ASSERT_TRUE(spinUntil([&] { return shown("Mirk Vantle Agents"); }, 10000)) << "the chat opens";
-    ASSERT_TRUE(spinUntil([&] { return frontName() == "Mirk Vantle Agents"; }, 10000))
-        << "and takes the keyboard; in front: " << frontName().toStdString();
-    desktop.portal("Press", {"chat", 0u});
-    EXPECT_TRUE(spinUntil([&] { return !shown("Mirk Vantle Agents"); }, 10000)) << "a second press closes it";
-    desktop.portal("Press", {"agent-2", 0u});
-    EXPECT_TRUE(spinUntil([&] { return shown("Lirra"); }, 10000)) << "Lirra comes";
-    program.terminate();
-    EXPECT_TRUE(program.waitForFinished(15000));
+    pressesOpenAndCloseTheChat([&](const QString& shortcut) { desktop.portal("Press", {shortcut, 0u}); });
 }
 
 // A portal that binds nothing is as good as none: the keys go to X grabs, the next means on this
@@ -370,6 +411,40 @@ TEST_F(DesktopTest, KdeShortcutsAreRegisteredWithTheServiceAndInvokedThroughIt) 
     desktop.shortcutService(component, "invokeShortcut", {"agent-2"});
     ASSERT_TRUE(spinUntil([&] { return six.presses[0x32] == 1; }, 10000));
     EXPECT_EQ(six.presses[0x20], 2) << "a second press closes the chat";
+}
+
+// The program itself on KDE: its shortcuts, invoked through KDE's service, open and close the chat
+// with a native window in front and bring Lirra.
+TEST_F(DesktopTest, KdeShortcutsReachTheRunningProgram) {
+    nativeWindowInFront();
+    RunningProgram program;
+    ASSERT_TRUE(program.stands());
+    const QString component = "/component/mirkvantle_agents";
+    ASSERT_TRUE(spinUntil(
+        [&] {
+            const QDBusReply<bool> active = desktop.shortcutService(component, "isActive");
+            return active.isValid() && active.value();
+        },
+        10000));
+    pressesOpenAndCloseTheChat(
+        [&](const QString& shortcut) { desktop.shortcutService(component, "invokeShortcut", {shortcut}); });
+}
+
+// The program itself on GNOME: the keys pressed in the shell, with a native window in front, open
+// and close its chat and bring Lirra, through its extension.
+TEST_F(DesktopTest, GnomeShortcutsReachTheRunningProgram) {
+    nativeWindowInFront();
+    platform::install({}); // the program's name on the bus is the program's, not this test's
+    RunningProgram program;
+    ASSERT_TRUE(program.stands());
+    ASSERT_TRUE(spinUntil(
+        [] {
+            return QDBusConnection::sessionBus().interface()->isServiceRegistered("app.mirkvantle.Agents");
+        },
+        10000));
+    pressesOpenAndCloseTheChat([&](const QString& shortcut) {
+        desktop.pressInShell({"Control_L", "Alt_L", shortcut == "chat" ? "space" : shortcut.right(1)});
+    });
 }
 
 // KDE's shortcut service on its own, as on Plasma's X11 session (here on the desktop's X server,
