@@ -299,6 +299,14 @@ TEST_F(StageTest, TheContextMenuOpensOnlyWithACharacterChoosesAgentsAndHidesTheF
     ASSERT_TRUE(menu);
     agents = menu->actions().at(5)->menu();
     EXPECT_EQ(agents->actions().at(3)->shortcut(), QKeySequence("Meta+P"));
+    // Wording that names no keys Qt knows stands as it is, in the shortcut column.
+    services.hotKeys->wording[services.hotKeys->grabbed.lastKey()] = "Two taps of Super";
+    menu->close();
+    menu = open();
+    ASSERT_TRUE(menu);
+    agents = menu->actions().at(5)->menu();
+    EXPECT_EQ(agents->actions().at(3)->text(), "Pelka\tTwo taps of Super");
+    services.hotKeys->wording.clear();
     EXPECT_EQ(choose(menu, agents->actions().at(3)), "pelka");
 
     menu = open();
