@@ -7,7 +7,6 @@
 #include <QDBusMetaType>
 #include <QDBusObjectPath>
 #include <QDBusPendingCallWatcher>
-#include <QDBusPendingReply>
 #include <QTimer>
 #include <QtDebug>
 
@@ -137,6 +136,8 @@ void PortalHotKeys::request(const QString& method, QVariantList arguments, const
         if (w->isError() && it != waiting.end()) {
             auto refused = std::move(it->second);
             waiting.erase(it);
+            bus.disconnect(portalService, path, QStringLiteral("org.freedesktop.portal.Request"),
+                           QStringLiteral("Response"), this, SLOT(answered(QDBusMessage)));
             refused(nullptr);
         }
     });
@@ -189,8 +190,9 @@ void PortalHotKeys::bindWhenReady() {
         return;
     }
     QList<PortalShortcut> shortcuts;
-    for (const auto& [id, grab] : grabs) {
-        if (!grab.bound) {
+    for (auto& [id, grab] : grabs) {
+        if (!grab.asked) {
+            grab.asked = true;
             shortcuts.append({grab.name,
                               {{QStringLiteral("description"), grab.description},
                                {QStringLiteral("preferred_trigger"), preferredTrigger(grab.keysym)}}});
@@ -220,9 +222,10 @@ void PortalHotKeys::bound(const QVariantMap* results) {
         return;
     }
     state = State::bound;
-    for (const auto& [id, grab] : grabs) {
-        if (!grab.bound) {
+    for (auto& [id, grab] : grabs) {
+        if (grab.asked && !grab.bound && !grab.refusalSaid) {
             // Said once: a refused key is not asked for again in this session.
+            grab.refusalSaid = true;
             qInfo().noquote() << QStringLiteral(
                                      "The desktop refused the shortcut \"%1\"; that shortcut is off.")
                                      .arg(grab.description);

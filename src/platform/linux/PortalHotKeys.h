@@ -52,7 +52,9 @@ private:
         QString description;
         unsigned keysym = 0;
         std::function<void()> fn;
+        bool asked = false; // in a request to bind
         bool bound = false;
+        bool refusalSaid = false;
         bool held = false;
         QString trigger; // the keys as the portal words them
         int fallbackId = 0;
