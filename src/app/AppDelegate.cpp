@@ -285,28 +285,37 @@ void AppDelegate::setUpShortcuts() {
     struct Shortcut {
         unsigned keysym;
         QString name;
+        QString description; // in the language in force, for the desktop's list of shortcuts
         std::function<void()> action;
     };
+    const auto pick = base::pick;
     std::vector<Shortcut> table;
-    table.push_back({HotKey::space, QStringLiteral("Ctrl+Alt+Space"), onStage([](StageViewController& s) {
+    table.push_back({HotKey::space, QStringLiteral("Ctrl+Alt+Space"),
+                     pick(QStringLiteral("Open or close the chat"), QStringLiteral("Ava või sulge vestlus")),
+                     onStage([](StageViewController& s) {
                          if (s.balloonPanel && s.balloonPanel->isActiveWindow()) {
                              s.closeChat();
                          } else {
                              s.openChat(true);
                          }
                      })});
-    table.push_back({HotKey::tab, QStringLiteral("Ctrl+Alt+Tab"),
-                     onStage([](StageViewController& s) { s.bringOn(s.nextCharacter()); })});
+    table.push_back(
+        {HotKey::tab, QStringLiteral("Ctrl+Alt+Tab"),
+         pick(QStringLiteral("Bring on the next agent"), QStringLiteral("Too välja järgmine agent")),
+         onStage([](StageViewController& s) { s.bringOn(s.nextCharacter()); })});
     unsigned key = HotKey::digit1;
     for (const auto agent : VantleAgents::all) {
         const QString id = VantleAgents::rawValue(agent);
+        const QString name = VantleAgents::displayName(agent);
         table.push_back({key, QStringLiteral("Ctrl+Alt+") + QChar(QLatin1Char(static_cast<char>(key))),
+                         pick(QStringLiteral("Bring on %1"), QStringLiteral("Too välja %1")).arg(name),
                          onStage([id](StageViewController& s) { s.bringOn(id); })});
         ++key;
     }
     const bool canGrab = platform::services().hotKeys != nullptr;
     for (auto& shortcut : table) {
-        if (auto* hotKey = HotKey::make(shortcut.keysym, std::move(shortcut.action), this)) {
+        if (auto* hotKey =
+                HotKey::make(shortcut.keysym, shortcut.description, std::move(shortcut.action), this)) {
             shortcuts.push_back(hotKey);
         } else if (canGrab) {
             // Said once, at start-up; the program goes on without this one.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QObject>
+#include <QString>
 
 class QAction;
 
@@ -21,12 +22,14 @@ public:
     static constexpr unsigned digit1 = 0x31;
 
     // None when the combination cannot be had: another program holds it, or this desktop has no
-    // global shortcuts. That costs only this shortcut.
-    static HotKey* make(unsigned keysym, std::function<void()> action, QObject* parent);
+    // global shortcuts. That costs only this shortcut. The description is what the desktop may
+    // show the user beside the keys.
+    static HotKey* make(unsigned keysym, const QString& description, std::function<void()> action,
+                        QObject* parent);
     ~HotKey() override;
 
-    // Shows Control+Alt+key beside the menu row when that shortcut is held and works now; a menu
-    // never offers a key that does nothing.
+    // Shows Control+Alt+key, or the keys the desktop says the user chose instead, beside the menu
+    // row when that shortcut is held and works now; a menu never offers a key that does nothing.
     static void showOn(QAction& row, unsigned keysym);
 
 private:

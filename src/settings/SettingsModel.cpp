@@ -55,7 +55,7 @@ void SettingsModel::readStored() {
 void SettingsModel::readDesktop() {
     sight = ActivityRecorder::sight();
     const auto keys = platform::services().hotKeys;
-    shortcutReach = keys ? keys->reach() : platform::HotKeyGrabber::Reach::x11Windows;
+    shortcutReach = keys ? keys->reach() : platform::HotKeyGrabber::Reach::none;
 }
 
 void SettingsModel::refresh() {

@@ -90,7 +90,8 @@ QString sightText(const platform::Sight& sight) {
                 QStringLiteral("Salvestis ei näe selle töölaua aknaid."));
 }
 
-// Where this desktop lets the program hear its shortcuts, and what makes them work everywhere.
+// Which means holds the shortcuts on this desktop, and the one step that makes them work
+// everywhere where they do not.
 QString shortcutsText(platform::HotKeyGrabber::Reach reach) {
     using Reach = platform::HotKeyGrabber::Reach;
     const auto pick = base::pick;
@@ -103,6 +104,26 @@ QString shortcutsText(platform::HotKeyGrabber::Reach reach) {
                                    "settings their keys can be changed."),
                     QStringLiteral("Kiirklahvid tulevad programmi GNOME Shelli laiendusest, mille seadetes "
                                    "saab nende klahve muuta."));
+    case Reach::portal:
+        return pick(QStringLiteral("The shortcuts come from the desktop's global shortcuts portal, which "
+                                   "may let you change their keys."),
+                    QStringLiteral("Kiirklahvid tulevad töölaua globaalsete kiirklahvide portaalist, mis "
+                                   "võib lasta nende klahve muuta."));
+    case Reach::kdeService:
+        return pick(QStringLiteral("The shortcuts are KDE global shortcuts; their keys can be changed in "
+                                   "the system settings, under Shortcuts."),
+                    QStringLiteral("Kiirklahvid on KDE globaalsed kiirklahvid; nende klahve saab muuta "
+                                   "süsteemi seadetes, jaotises Kiirklahvid."));
+    case Reach::ended:
+        return pick(QStringLiteral("The desktop has ended the program's shortcuts; they work again once the "
+                                   "program is started again."),
+                    QStringLiteral("Töölaud on programmi kiirklahvid lõpetanud; need töötavad jälle, kui "
+                                   "programm uuesti käivitada."));
+    case Reach::none:
+        return pick(QStringLiteral("Nothing on this desktop lets the program hold its shortcuts. To have "
+                                   "them, add these lines to the compositor's configuration:"),
+                    QStringLiteral("Miski selles töölauas ei lase programmil kiirklahve hoida. Et need "
+                                   "töötaksid, lisa komposiitori seadistusse need read:"));
     case Reach::x11Windows:
         break;
     }
@@ -447,7 +468,8 @@ void SettingsView::showModel() {
     desktopNote->setText(sightText(model.sight));
     turnOnSource->setVisible(model.sight.cause == platform::Sight::Cause::extensionOff);
     shortcutsNote->setText(shortcutsText(model.shortcutReach));
-    const bool needsLines = model.shortcutReach == platform::HotKeyGrabber::Reach::x11Windows;
+    const bool needsLines = model.shortcutReach == platform::HotKeyGrabber::Reach::x11Windows ||
+                            model.shortcutReach == platform::HotKeyGrabber::Reach::none;
     copyLines->setVisible(needsLines);
     compositorLines->setVisible(needsLines);
     if (!reportTime->hasFocus()) {

@@ -339,6 +339,29 @@ TEST_F(SettingsViewTest, ControlsWriteTheirSettingsAndTheWindowComesBackWhereItW
     ASSERT_EQ(copied.size(), 5);
     EXPECT_EQ(copied[0], "bindsym Ctrl+Alt+space exec xdg-open mirkvantle:chat");
     EXPECT_EQ(copied[2], "bindsym Ctrl+Alt+2 exec xdg-open 'mirkvantle:agent?name=lirra'");
+    // The row names the means that holds the shortcuts; the lines stand only where none holds them
+    // everywhere.
+    using Reach = platform::HotKeyGrabber::Reach;
+    const std::pair<Reach, QString> means[] = {
+        {Reach::portal, "The shortcuts come from the desktop's global shortcuts portal"},
+        {Reach::kdeService, "The shortcuts are KDE global shortcuts"},
+        {Reach::ended, "The desktop has ended the program's shortcuts"},
+        {Reach::none, "Nothing on this desktop lets the program hold its shortcuts"},
+    };
+    for (const auto& [reach, text] : means) {
+        services.hotKeys->heard = reach;
+        emit ActivityRecorder::shared().sightChanged();
+        EXPECT_TRUE(view.shortcutsNote->text().startsWith(text)) << view.shortcutsNote->text().toStdString();
+        EXPECT_EQ(view.compositorLines->isHidden(), reach != Reach::none) << text.toStdString();
+    }
+    services.hotKeys->heard = Reach::kdeService;
+    Settings::setValue(QLatin1String(Settings::Key::language), "et");
+    emit ActivityRecorder::shared().sightChanged();
+    view.retranslate();
+    EXPECT_EQ(view.shortcutsNote->text(),
+              "Kiirklahvid on KDE globaalsed kiirklahvid; nende klahve saab muuta "
+              "süsteemi seadetes, jaotises Kiirklahvid.");
+    Settings::setValue(QLatin1String(Settings::Key::language), "en");
     view.recordActivity->click();
     EXPECT_FALSE(view.windowTitles->isEnabled());
     EXPECT_TRUE(view.windowTitles->isChecked()) << "greyed, and keeps its value";

@@ -294,7 +294,7 @@ TEST_F(StageTest, TheContextMenuOpensOnlyWithACharacterChoosesAgentsAndHidesTheF
     EXPECT_EQ(agents->actions().at(3)->shortcut(), QKeySequence()) << "no shortcut is held";
     // Only a held shortcut that works is shown.
     std::unique_ptr<HotKey> pelkaKey(HotKey::make(
-        HotKey::digit1 + 3, [] {}, nullptr));
+        HotKey::digit1 + 3, {}, [] {}, nullptr));
     ASSERT_TRUE(pelkaKey);
     menu->close();
     menu = open();
@@ -302,6 +302,21 @@ TEST_F(StageTest, TheContextMenuOpensOnlyWithACharacterChoosesAgentsAndHidesTheF
     agents = menu->actions().at(5)->menu();
     EXPECT_EQ(agents->actions().at(3)->shortcut(), QKeySequence("Ctrl+Alt+4"));
     EXPECT_EQ(agents->actions().at(1)->shortcut(), QKeySequence());
+    // Keys the user chose on the desktop are shown instead, as the desktop words them.
+    services.hotKeys->wording[services.hotKeys->grabbed.lastKey()] = "Meta+P";
+    menu->close();
+    menu = open();
+    ASSERT_TRUE(menu);
+    agents = menu->actions().at(5)->menu();
+    EXPECT_EQ(agents->actions().at(3)->shortcut(), QKeySequence("Meta+P"));
+    // Wording that names no keys Qt knows stands as it is, in the shortcut column.
+    services.hotKeys->wording[services.hotKeys->grabbed.lastKey()] = "Two taps of Super";
+    menu->close();
+    menu = open();
+    ASSERT_TRUE(menu);
+    agents = menu->actions().at(5)->menu();
+    EXPECT_EQ(agents->actions().at(3)->text(), "Pelka\tTwo taps of Super");
+    services.hotKeys->wording.clear();
     EXPECT_EQ(choose(menu, agents->actions().at(3)), "pelka");
 
     menu = open();

@@ -252,7 +252,7 @@ TEST_F(X11Test, ShortcutsFireWithNumLockAndCapsLockInAnyStateAndOneHeldElsewhere
     ASSERT_TRUE(other.ok());
     X11HotKeys keys(connection);
     int pressed7 = 0;
-    const int seven = keys.grab(0x37, [&] { ++pressed7; });
+    const int seven = keys.grab(0x37, {}, [&] { ++pressed7; });
     ASSERT_NE(seven, 0);
 
     ASSERT_TRUE(runs("xdotool", {"key", "ctrl+alt+7"}));
@@ -278,9 +278,9 @@ TEST_F(X11Test, ShortcutsFireWithNumLockAndCapsLockInAnyStateAndOneHeldElsewhere
 
     // xdotool finds the keycode of 8 the same way we do; the other client grabs it first.
     X11HotKeys holder(other.connection);
-    ASSERT_NE(holder.grab(0x38, [] {}), 0);
-    EXPECT_EQ(keys.grab(0x38, [] {}), 0);
-    EXPECT_NE(keys.grab(0x39, [] {}), 0) << "the others are not affected";
+    ASSERT_NE(holder.grab(0x38, {}, [] {}), 0);
+    EXPECT_EQ(keys.grab(0x38, {}, [] {}), 0);
+    EXPECT_NE(keys.grab(0x39, {}, [] {}), 0) << "the others are not affected";
 }
 
 namespace {
@@ -311,7 +311,7 @@ TEST_F(X11Test, AHeldShortcutActsOnceHoweverOftenItRepeats) {
 
     X11HotKeys keys(connection);
     int fired = 0;
-    ASSERT_NE(keys.grab(0x37, [&] { ++fired; }), 0);
+    ASSERT_NE(keys.grab(0x37, {}, [&] { ++fired; }), 0);
     PressCounter counter; // installed last, so it sees each press before the grabber takes it
     QCoreApplication::instance()->installNativeEventFilter(&counter);
     ASSERT_TRUE(runs("xdotool", {"keydown", "ctrl+alt+7"}));

@@ -147,3 +147,25 @@ void DesktopDriver::pressInShell(const QStringList& keys, int holdMs) {
     std::reverse(names.begin(), names.end());
     evaluate(script.arg(names.join(QStringLiteral(", ")), QStringLiteral("RELEASED")));
 }
+
+void DesktopDriver::pressOnX(const QStringList& arguments) {
+    EXPECT_EQ(run(QStringLiteral("xdotool"), arguments), 0);
+}
+
+void DesktopDriver::resetXKeyboard() {
+    EXPECT_EQ(run(QStringLiteral("setxkbmap"), {QStringLiteral("us")}), 0);
+}
+
+QDBusMessage DesktopDriver::portal(const QString& method, const QVariantList& arguments) {
+    return call(QStringLiteral("org.freedesktop.impl.portal.desktop.mirktest"),
+                QStringLiteral("/org/freedesktop/portal/desktop"),
+                QStringLiteral("app.mirkvantle.TestPortal"), method, arguments);
+}
+
+QDBusMessage DesktopDriver::shortcutService(const QString& path, const QString& method,
+                                            const QVariantList& arguments) {
+    const QString interface = path == QLatin1String("/kglobalaccel")
+                                  ? QStringLiteral("org.kde.KGlobalAccel")
+                                  : QStringLiteral("org.kde.kglobalaccel.Component");
+    return call(QStringLiteral("org.kde.kglobalaccel"), path, interface, method, arguments);
+}

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDBusMessage>
 #include <QList>
 #include <QProcess>
 #include <QString>
@@ -29,6 +30,17 @@ public:
     void pressInShell(const QStringList& keys, int holdMs = 0);
     // Evaluates script in the desktop's shell (GNOME Shell, KWin); its result as text.
     QString evaluate(const QString& script);
+    // Gives keys to the desktop's X server as xdotool does with these arguments ("keydown",
+    // "ctrl+alt+space"), which reaches the X clients that grab them.
+    void pressOnX(const QStringList& arguments);
+    // Gives the desktop's X server a whole US keyboard again: the desktop hands it the keymap of
+    // the keyboard last typed on, which for a test's virtual keyboard holds only the keys it typed.
+    void resetXKeyboard();
+    // Calls the stand-in for the desktop's side of the shortcuts portal (portal-backend.py).
+    QDBusMessage portal(const QString& method, const QVariantList& arguments = {});
+    // Calls KDE's global shortcut service at path.
+    QDBusMessage shortcutService(const QString& path, const QString& method,
+                                 const QVariantList& arguments = {});
 
 private:
     std::vector<std::unique_ptr<QProcess>> windows;

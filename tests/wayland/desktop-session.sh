@@ -9,7 +9,9 @@
 # is copied where that user can run it. It gets the session's environment (WAYLAND_DISPLAY,
 # DISPLAY, the session bus, XDG_SESSION_TYPE, XDG_CURRENT_DESKTOP) and MIRK_DESKTOP, the name of
 # the desktop; MIRK_EXTENSION_DIR, when set, is installed as a GNOME Shell extension and turned
-# on. Exits with the program's status.
+# on; MIRK_PORTAL, when set, brings the global shortcuts portal with a stand-in backend that
+# portal-backend.py describes; MIRK_QPA, when set, is the program's Qt platform instead of
+# offscreen (xcb: on the desktop's X server, as the program runs). Exits with the program's status.
 set -euo pipefail
 desktop=$1
 shift
@@ -157,6 +159,20 @@ case "$desktop" in
 esac
 wait_for 20 test -S "$socket" || { echo "no Wayland socket" >&2; exit 1; }
 
+# MIRK_PORTAL set: the real portal frontend, which D-Bus starts when the program first asks it,
+# with the test's stand-in for the desktop's side of global shortcuts.
+if [ -n "${MIRK_PORTAL:-}" ]; then
+  mkdir -p "$run/portals"
+  printf '[portal]\nDBusName=org.freedesktop.impl.portal.desktop.mirktest\nInterfaces=org.freedesktop.impl.portal.GlobalShortcuts;\nUseIn=%s\n' \
+    "$current" >"$run/portals/mirktest.portal"
+  # The frontend reads where the portals are and which desktop this is from its environment.
+  as_user dbus-update-activation-environment XDG_DESKTOP_PORTAL_DIR="$run/portals" XDG_CURRENT_DESKTOP="$current"
+  as_user python3 "$run/bin/portal-backend.py" >"$run/portal.log" 2>&1 &
+  pids+=("$!")
+  wait_for 10 as_user gdbus introspect --session -d org.freedesktop.impl.portal.desktop.mirktest \
+    -o /org/freedesktop/portal/desktop || { cat "$run/portal.log" >&2; echo "no portal backend" >&2; exit 1; }
+fi
+
 # The desktop's X server: its socket is the only one in this namespace's /tmp/.X11-unix.
 wait_for 20 bash -c 'ls /tmp/.X11-unix/X*' || { echo "no Xwayland" >&2; exit 1; }
 display=":$(ls /tmp/.X11-unix | sed -n 's/^X//p' | head -n1)"
@@ -166,7 +182,7 @@ set +e
 as_user env XDG_CURRENT_DESKTOP="$current" MIRK_DESKTOP="$desktop" WAYLAND_DISPLAY="$socket" DISPLAY="$display" \
   XAUTHORITY="$xauthority" SWAYSOCK="${SWAYSOCK:-}" MIRK_HELPERS="$run/bin" \
   ASAN_OPTIONS="${ASAN_OPTIONS:-}" LSAN_OPTIONS="${LSAN_OPTIONS:-}" UBSAN_OPTIONS="${UBSAN_OPTIONS:-}" \
-  QT_QPA_PLATFORM=offscreen "$program" "$@"
+  QT_QPA_PLATFORM="${MIRK_QPA:-offscreen}" "$program" "$@"
 status=$?
 set -e
 if [ "$status" -ne 0 ]; then

@@ -18,7 +18,7 @@ bool FakeSecretStore::write(const QString& account, const QString& value) {
     return true;
 }
 
-int FakeHotKeyGrabber::grab(unsigned keysym, std::function<void()> fn) {
+int FakeHotKeyGrabber::grab(unsigned keysym, const QString&, std::function<void()> fn) {
     if (heldElsewhere.contains(keysym)) {
         return 0;
     }

@@ -49,14 +49,16 @@ public:
 
 class FakeHotKeyGrabber final : public HotKeyGrabber {
 public:
-    int grab(unsigned keysym, std::function<void()> fn) override;
+    int grab(unsigned keysym, const QString& description, std::function<void()> fn) override;
     void release(int id) override { grabbed.remove(id); }
     Reach reach() override { return heard; }
+    QString keys(int id) override { return wording.value(id); }
     // Presses Control+Alt+key; false when nothing holds it.
     bool press(unsigned keysym);
     QList<unsigned> heldElsewhere;
     Reach heard = Reach::everyWindow;
     QMap<int, std::pair<unsigned, std::function<void()>>> grabbed;
+    QMap<int, QString> wording; // keys the user chose on the desktop, by id
 
 private:
     int next = 1;

@@ -41,7 +41,7 @@ QString ShellHotKeys::actionName(unsigned keysym) {
     return {};
 }
 
-int ShellHotKeys::grab(unsigned keysym, std::function<void()> fn) {
+int ShellHotKeys::grab(unsigned keysym, const QString&, std::function<void()> fn) {
     const QString action = actionName(keysym);
     if (action.isEmpty()) {
         return 0;

@@ -20,7 +20,7 @@ public:
     explicit ShellHotKeys(QDBusConnection bus = QDBusConnection::sessionBus());
     ~ShellHotKeys() override;
 
-    int grab(unsigned keysym, std::function<void()> fn) override;
+    int grab(unsigned keysym, const QString& description, std::function<void()> fn) override;
     void release(int id) override;
     bool works(int id) override;
     Reach reach() override { return Reach::shellExtension; }

@@ -65,7 +65,7 @@ std::uint16_t X11HotKeys::numLockMask() const {
     return XCB_MOD_MASK_2; // where nearly every keyboard map puts it
 }
 
-int X11HotKeys::grab(unsigned keysym, std::function<void()> fn) {
+int X11HotKeys::grab(unsigned keysym, const QString&, std::function<void()> fn) {
     const xcb_keycode_t key = keycode(keysym);
     if (key == 0) {
         return 0;

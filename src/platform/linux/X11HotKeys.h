@@ -23,7 +23,7 @@ public:
     explicit X11HotKeys(xcb_connection_t* connection, bool waylandSession = false);
     ~X11HotKeys() override;
 
-    int grab(unsigned keysym, std::function<void()> fn) override;
+    int grab(unsigned keysym, const QString& description, std::function<void()> fn) override;
     void release(int id) override;
     Reach reach() override { return waylandSession ? Reach::x11Windows : Reach::everyWindow; }
 
