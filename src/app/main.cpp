@@ -3,6 +3,7 @@
 #include "app/ProcessPrivacy.h"
 #include "app/SingleInstance.h"
 #include "app/TerminationSignal.h"
+#include "base/Network.h"
 #include "platform/Services.h"
 #include "workspace/VantleClient.h"
 
@@ -72,5 +73,7 @@ int main(int argc, char** argv) {
     delegate.open(links(arguments));
 
     QTimer::singleShot(0, &delegate, &AppDelegate::applicationDidFinishLaunching);
-    return QApplication::exec();
+    const int status = QApplication::exec();
+    base::closeNetwork();
+    return status;
 }

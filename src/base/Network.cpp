@@ -3,16 +3,37 @@
 #include <QNetworkAccessManager>
 
 #include <memory>
+#include <utility>
+#include <vector>
 
 namespace base {
 
+namespace {
+
+QNetworkAccessManager* shared = nullptr;
+bool closing = false;
+
+// Requests that were still waiting when the network closed. They are never resumed, as what
+// they belong to is going; held here so that they do not count as lost memory at exit.
+std::vector<std::coroutine_handle<>>& parked() {
+    static auto* handles = new std::vector<std::coroutine_handle<>>;
+    return *handles;
+}
+
+} // namespace
+
 QNetworkAccessManager& network() {
-    static auto* manager = [] {
-        auto* m = new QNetworkAccessManager;
-        m->setRedirectPolicy(QNetworkRequest::ManualRedirectPolicy);
-        return m;
-    }();
-    return *manager;
+    if (!shared) {
+        shared = new QNetworkAccessManager;
+        shared->setRedirectPolicy(QNetworkRequest::ManualRedirectPolicy);
+    }
+    return *shared;
+}
+
+void closeNetwork() {
+    closing = true;
+    delete std::exchange(shared, nullptr);
+    closing = false;
 }
 
 namespace {
@@ -90,6 +111,10 @@ void ReplyAwaiter::disconnect() {
 void ReplyAwaiter::await_suspend(std::coroutine_handle<> handle) {
     auto done = [this, handle] {
         disconnect();
+        if (closing) {
+            parked().push_back(handle);
+            return;
+        }
         handle.resume();
     };
     finishedConnection = QObject::connect(reply, &QNetworkReply::finished, done);

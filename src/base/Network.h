@@ -18,10 +18,14 @@ class QNetworkAccessManager;
 
 namespace base {
 
-// The process's one network manager. It is never destroyed, so no reply can outlive it. It
-// follows no redirect: the key or token of a request must not travel on to another host, so a
-// 3xx comes back to the caller as it stands.
+// The process's one network manager. It follows no redirect: the key or token of a request must
+// not travel on to another host, so a 3xx comes back to the caller as it stands.
 QNetworkAccessManager& network();
+
+// Ends the manager while the application still stands, so that Qt's transfer thread stops before
+// the rest of Qt goes. Requests still waiting are dropped and never resumed: what they belong to
+// is going too. Called at the end of the program; a request after it has a new manager.
+void closeNetwork();
 
 // The address of `path` under `base`, joined as text. The base is taken in its encoded form, so
 // that its escapes reach the server as they were written; invalid when the result doesn't parse.

@@ -9,6 +9,8 @@
 #include "workspace/TokenStore.h"
 #include "workspace/VantleEvents.h"
 
+#include <QDir>
+#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -340,6 +342,33 @@ TEST_F(VantleClientTest, ATimeOutIsToldAndOnlyACancelIsSilent) {
     const auto cancelled = await(std::move(pending));
     ASSERT_FALSE(cancelled);
     EXPECT_TRUE(cancelled.error().isCancelled());
+}
+
+// At the end of the program the network closes while the application still stands: a request
+// still waiting is dropped, never woken, Qt's transfer thread ends with it, and a request after
+// that goes out afresh.
+TEST_F(VantleClientTest, ClosingTheNetworkDropsWhatWaitsAndEndsTheTransferThread) {
+    const auto transferThreads = [] {
+        int n = 0;
+        for (const QString& task :
+             QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+            QFile comm(QStringLiteral("/proc/self/task/%1/comm").arg(task));
+            n += comm.open(QIODevice::ReadOnly) && comm.readAll().startsWith("QNetworkAccess") ? 1 : 0;
+        }
+        return n;
+    };
+    fault("/api/agents", {{"action", "delay"}, {"delay_ms", 3000}, {"times", 1}});
+    bool woken = false;
+    auto waiting = [](bool& woken) -> QCoro::Task<> {
+        co_await VantleClient::enabledAgents();
+        woken = true;
+    }(woken);
+    ASSERT_TRUE(spinUntil([&] { return countOf("GET", "/api/agents") == 1; }));
+    EXPECT_EQ(transferThreads(), 1);
+    base::closeNetwork();
+    EXPECT_FALSE(woken);
+    EXPECT_EQ(transferThreads(), 0);
+    EXPECT_TRUE(await(VantleClient::enabledAgents()));
 }
 
 TEST_F(VantleClientTest, RepliesAreReadUpToALimit) {

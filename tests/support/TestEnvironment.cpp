@@ -1,6 +1,7 @@
 #include "support/TestEnvironment.h"
 
 #include "app/Settings.h"
+#include "base/Network.h"
 
 #include <QApplication>
 #include <QCoreApplication>
@@ -67,5 +68,7 @@ int runTests(int argc, char** argv, bool widgets) {
         app = std::make_unique<QCoreApplication>(argc, argv);
     }
     QCoreApplication::setOrganizationName(QStringLiteral("Mirk Vantle Agents Tests"));
-    return RUN_ALL_TESTS();
+    const int status = RUN_ALL_TESTS();
+    base::closeNetwork();
+    return status;
 }
