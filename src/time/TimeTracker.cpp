@@ -59,7 +59,7 @@ QCoro::Task<> TimeTracker::read() {
     // so that an older answer never stands over a newer one.
     const quint64 mine = ++reads;
     if (!agentsReadAt || agentsReadAt->msecsTo(base::Clock::now()) > agentsLifetime * 1000.0) {
-        co_await readAgents();
+        co_await readAgents(mine);
         if (!self) {
             co_return;
         }
@@ -81,22 +81,25 @@ QCoro::Task<> TimeTracker::read() {
     changed();
 }
 
-QCoro::Task<> TimeTracker::readAgents() {
+QCoro::Task<> TimeTracker::readAgents(quint64 mine) {
     QPointer<TimeTracker> self(this);
     const auto agents = co_await VantleClient::enabledAgents();
-    // A failure leaves the time of the last read, so the next refresh tries again.
-    if (!self || !agents) {
+    // A failure leaves the time of the last read, so the next refresh tries again. A read that
+    // a newer one overtook (a key changed meanwhile) leaves its finding to that one.
+    if (!self || !agents || mine != reads) {
         co_return;
     }
     enabledAgents = *agents;
     agentsReadAt = base::Clock::now();
     const auto administrator = co_await VantleClient::isAdministrator();
-    if (self) {
+    if (self && mine == reads) {
         isAdministrator = administrator && *administrator;
     }
 }
 
 void TimeTracker::forgetWorkspace() {
+    // What a read of the old workspace still finds is not the new one's.
+    ++reads;
     enabledAgents.reset();
     agentsReadAt.reset();
     isAdministrator = false;

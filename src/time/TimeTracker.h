@@ -57,7 +57,7 @@ public:
 
 private:
     QCoro::Task<> read();
-    QCoro::Task<> readAgents();
+    QCoro::Task<> readAgents(quint64 mine);
     void changed();
 
     base::Timer poll;

@@ -95,6 +95,18 @@ TEST_F(TimeTrackerTest, PollsEveryMinuteTicksEveryHalfAndReadsTheAgentsOnceInHal
     EXPECT_EQ(tracker.agentsReadAt, base::Clock::now());
 }
 
+// The key removed while the workspace was being read: what the old workspace answers after that
+// is not taken for the program's.
+TEST_F(TimeTrackerTest, AnAnswerForAWorkspaceLeftMeanwhileIsDropped) {
+    tracker.refresh();
+    services.secretStore->secrets.clear();
+    tracker.forgetWorkspace();
+    ASSERT_TRUE(answered(agentsPath));
+    EXPECT_FALSE(tracker.enabledAgents);
+    EXPECT_FALSE(tracker.agentsReadAt);
+    EXPECT_FALSE(tracker.isAdministrator);
+}
+
 TEST_F(TimeTrackerTest, FailuresKeepTheLastGoodStateAndRetry) {
     // The agents failing doesn't keep the timer from being read, and they are asked again.
     fault(agentsPath, {{"status", 500}, {"times", 1}});
