@@ -33,6 +33,17 @@ public:
     // The keys as the desktop words them, where the user may have changed them; empty when they
     // are Control+Alt and the key asked for.
     virtual QString keys(int) { return {}; }
+
+    // Called on the main loop when reach() has changed after the start (a portal that binds
+    // nothing and passes the keys on, a session the desktop ends), so an open window can say so.
+    std::function<void()> onReachChanged;
+
+protected:
+    void reachChanged() {
+        if (onReachChanged) {
+            onReachChanged();
+        }
+    }
 };
 
 } // namespace platform

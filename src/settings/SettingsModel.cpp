@@ -41,6 +41,13 @@ SettingsModel::SettingsModel(QObject* parent)
     };
     connect(&ActivityRecorder::shared(), &ActivityRecorder::canSeeApplicationsChanged, this, reread);
     connect(&ActivityRecorder::shared(), &ActivityRecorder::sightChanged, this, reread);
+    if (const auto keys = platform::services().hotKeys) {
+        keys->onReachChanged = [self = QPointer(this), reread] {
+            if (self) {
+                reread();
+            }
+        };
+    }
 }
 
 void SettingsModel::readStored() {

@@ -350,7 +350,7 @@ TEST_F(SettingsViewTest, ControlsWriteTheirSettingsAndTheWindowComesBackWhereItW
     };
     for (const auto& [reach, text] : means) {
         services.hotKeys->heard = reach;
-        emit ActivityRecorder::shared().sightChanged();
+        services.hotKeys->onReachChanged();
         EXPECT_TRUE(view.shortcutsNote->text().startsWith(text)) << view.shortcutsNote->text().toStdString();
         EXPECT_EQ(view.compositorLines->isHidden(), reach != Reach::none) << text.toStdString();
     }

@@ -262,6 +262,7 @@ void PortalHotKeys::fallThrough(const char* why) {
         grab.bound = false;
         grab.fallbackId = fallback ? fallback->grab(grab.keysym, grab.description, grab.fn) : 0;
     }
+    reachChanged();
 }
 
 void PortalHotKeys::end(const char* why) {
@@ -275,6 +276,7 @@ void PortalHotKeys::end(const char* why) {
         grab.bound = false;
         grab.held = false;
     }
+    reachChanged();
 }
 
 void PortalHotKeys::sessionClosed() {
