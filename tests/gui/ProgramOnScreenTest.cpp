@@ -1,6 +1,7 @@
 #include "support/ProgramOnScreen.h"
 #include "activity/ActivitySpan.h"
 #include "platform/linux/X11.h"
+#include "support/Installed.h"
 #include "support/SpinUntil.h"
 #include "support/Terminal.h"
 
@@ -69,6 +70,46 @@ QStringList agentMessages(const SimProcess& sim) {
     }
     return texts;
 }
+
+// The X screen shown as several monitors, as a desk of several screens has it; whole again at the
+// end. The first monitor holds the screen's output, so that it stands in for the whole screen.
+class Monitors {
+public:
+    explicit Monitors(const QList<std::pair<QString, QRect>>& parts) {
+        for (const auto& [name, r] : parts) {
+            // Sizes in millimetres at 96 dots an inch, the X server's own.
+            const QString geometry = QStringLiteral("%1/%2x%3/%4+%5+%6")
+                                         .arg(r.width())
+                                         .arg(r.width() * 254 / 960)
+                                         .arg(r.height())
+                                         .arg(r.height() * 254 / 960)
+                                         .arg(r.x())
+                                         .arg(r.y());
+            EXPECT_TRUE(xrandr({"--setmonitor", name, geometry, names.isEmpty() ? "screen" : "none"}));
+            names << name;
+        }
+    }
+    ~Monitors() {
+        for (const auto& name : std::as_const(names)) {
+            xrandr({"--delmonitor", name});
+        }
+    }
+    void remove(const QString& name) {
+        EXPECT_TRUE(xrandr({"--delmonitor", name}));
+        names.removeAll(name);
+    }
+
+private:
+    static bool xrandr(const QStringList& arguments) {
+        QProcess process;
+        process.setStandardOutputFile(QProcess::nullDevice());
+        process.start("xrandr", arguments);
+        return process.waitForFinished(10000) && process.exitStatus() == QProcess::NormalExit &&
+               process.exitCode() == 0;
+    }
+
+    QStringList names;
+};
 
 } // namespace
 
@@ -169,6 +210,30 @@ TEST_F(ProgramOnScreen, TheFigureStandsClicksThroughItsCornersMovesAndComesBackW
     EXPECT_EQ(again.process.exitCode(), 0);
     EXPECT_FALSE(QFile::exists(home.path() + "/runtime/mirkvantle-agents.socket"))
         << "the quit road ends the program in order, releasing its socket";
+}
+
+// A screen that goes away brings the figure back onto one that is left, moved no further than
+// that takes; a screen it does not stand on takes nothing with it. Wayland desktops carry windows
+// off a screen that goes by themselves; the window manager here keeps only a sliver in sight, so
+// the rest is the program's own doing.
+TEST_F(ProgramOnScreen, TheFigureComesBackFromAScreenThatGoesAway) {
+    ASSERT_TRUE(installed({"xrandr"}));
+    Monitors monitors(
+        {{"LEFT", {0, 0, 640, 400}}, {"BELOW", {0, 400, 640, 400}}, {"RIGHT", {640, 0, 640, 800}}});
+    const QRect left(900, 300, 96, 96);
+    setSetting("CharacterWindow", left);
+    Program program(home.path());
+    const QString figure = program.window("Dorn");
+    ASSERT_FALSE(figure.isEmpty()) << "the figure never showed";
+    ASSERT_EQ(geometryOf(figure), left) << "it stands where it was left, on the right-hand screen";
+
+    // The program takes the X server's news in order, so where the figure ends shows what it made
+    // of both: a jump when the screen below went would not end on the nearest place on the left.
+    monitors.remove("BELOW");
+    monitors.remove("RIGHT");
+    const QRect back(640 - 96, 300, 96, 96);
+    EXPECT_TRUE(spinUntil([&] { return geometryOf(figure) == back; }, 20000))
+        << geometryOf(figure).x() << "," << geometryOf(figure).y();
 }
 
 TEST_F(ProgramOnScreen, ControlAltSpaceOpensTheChatAndTheAnswerComesBack) {
