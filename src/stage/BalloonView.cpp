@@ -112,8 +112,9 @@ QBoxLayout* BalloonView::makeTitleRow() {
     titleText = new ElidedLabel(cardSurface);
     titleText->setFont(BalloonStyle::font(13, QFont::DemiBold));
     titleText->setColor(BalloonStyle::label());
-    // A long title, such as who wrote in which conversation, takes a second line before it is cut.
-    titleText->setMaxLines(2);
+    // A long title, such as who wrote in which conversation, takes more lines before it is cut:
+    // two are not always enough for a sender and a conversation's name in Estonian.
+    titleText->setMaxLines(3);
     titleText->installEventFilter(this);
     closer = new SymbolButton(BalloonSymbol::close, 20, 10, cardSurface);
     closer->setColors(BalloonStyle::tertiaryLabel(), BalloonStyle::secondaryLabel());
