@@ -31,6 +31,10 @@ namespace {
 constexpr int detailLines = 8;
 constexpr int rowWidth = ChipFlow::maxRowWidth;
 
+QString questionPlaceholder() {
+    return base::pick(QStringLiteral("Ask me anything…"), QStringLiteral("Küsi minult midagi…"));
+}
+
 QLabel* makeLabel(QWidget* parent, const QFont& font, const QColor& color) {
     auto* label = new QLabel(parent);
     label->setFont(font);
@@ -175,8 +179,7 @@ QWidget* BalloonView::makeInputBar() {
     QPalette p = field->palette();
     p.setColor(QPalette::PlaceholderText, BalloonStyle::secondaryLabel());
     field->setPalette(p);
-    field->setPlaceholderText(
-        base::pick(QStringLiteral("Ask me anything…"), QStringLiteral("Küsi minult midagi…")));
+    field->setPlaceholderText(questionPlaceholder());
     field->installEventFilter(this);
     connect(field, &QLineEdit::returnPressed, this, &BalloonView::submitAction);
     connect(field, &QLineEdit::textChanged, this, &BalloonView::updateSendButton);
@@ -330,6 +333,8 @@ void BalloonView::endDecision() {
     send->show();
     field->setEnabled(true);
     field->clear();
+    // The field asks questions again: nothing says a comment goes with what follows.
+    field->setPlaceholderText(questionPlaceholder());
 }
 
 void BalloonView::setDecisionEnabled(bool flag) {

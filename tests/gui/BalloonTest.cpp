@@ -638,6 +638,8 @@ TEST_F(BalloonTest, ADecisionShowsItsDetailButtonsAndACommentField) {
     EXPECT_FALSE(balloon().sendButton()->isHidden());
     EXPECT_TRUE(balloon().input()->isEnabled());
     EXPECT_TRUE(balloon().input()->text().isEmpty());
+    EXPECT_EQ(balloon().input()->placeholderText(), QStringLiteral("Ask me anything…"))
+        << "what is typed next is a question, not a comment";
 }
 
 TEST_F(BalloonTest, ADecisionsDetailStopsAtEightLines) {
