@@ -13,10 +13,13 @@
 #include "character/CharacterSheet.h"
 #include "character/CharacterView.h"
 #include "character/CharacterWindow.h"
+#include "panels/DornReportView.h"
 #include "platform/LinkAction.h"
 #include "platform/Services.h"
 #include "settings/SettingsModel.h"
 #include "settings/SettingsView.h"
+#include "stage/BalloonSurface.h"
+#include "stage/BalloonView.h"
 #include "stage/PanelPlacement.h"
 #include "stage/StageViewController.h"
 #include "time/StatusMenu.h"
@@ -30,6 +33,7 @@
 #include <QCoreApplication>
 #include <QScreen>
 
+#include <algorithm>
 #include <cstdio>
 #include <unistd.h>
 
@@ -165,14 +169,18 @@ void AppDelegate::openSettings() {
         }
         settingsWindow = view;
     }
-    // The figure stays on top of everything: a window under it would have its controls hidden,
-    // so the settings go beside it.
+    // The figure and the panels that open beside it, the balloon and Dorn's report, stay on top
+    // of everything: a window under them would have its controls hidden whenever a notice came,
+    // so the settings go beside the figure, clear of both.
     if (window && window->isVisible()) {
         const QRect figure = window->frameGeometry();
-        if (settingsWindow->frameGeometry().intersects(figure)) {
-            settingsWindow->move(PanelPlacement::corner(figure,
-                                                        PanelPlacement::limit(figure, window->screen()),
-                                                        settingsWindow->frameGeometry().size()));
+        const QRect limit = PanelPlacement::limit(figure, window->screen());
+        const int widest = std::max(BalloonView::balloonWidth, DornReportView::columnWidth);
+        const QRect panels =
+            PanelPlacement::panelColumn(figure, limit, widest).marginsAdded(BalloonSurface::shadowMargins());
+        const QRect place = settingsWindow->frameGeometry();
+        if (place.intersects(figure) || place.intersects(panels)) {
+            settingsWindow->move(PanelPlacement::clearOf(figure, panels, limit, place.size()));
         }
     }
     settingsWindow->show();

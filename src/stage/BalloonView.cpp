@@ -31,6 +31,10 @@ namespace {
 constexpr int detailLines = 8;
 constexpr int rowWidth = ChipFlow::maxRowWidth;
 
+QString questionPlaceholder() {
+    return base::pick(QStringLiteral("Ask me anything…"), QStringLiteral("Küsi minult midagi…"));
+}
+
 QLabel* makeLabel(QWidget* parent, const QFont& font, const QColor& color) {
     auto* label = new QLabel(parent);
     label->setFont(font);
@@ -112,8 +116,9 @@ QBoxLayout* BalloonView::makeTitleRow() {
     titleText = new ElidedLabel(cardSurface);
     titleText->setFont(BalloonStyle::font(13, QFont::DemiBold));
     titleText->setColor(BalloonStyle::label());
-    // A long title, such as who wrote in which conversation, takes a second line before it is cut.
-    titleText->setMaxLines(2);
+    // A long title, such as who wrote in which conversation, takes more lines before it is cut:
+    // two are not always enough for a sender and a conversation's name in Estonian.
+    titleText->setMaxLines(3);
     titleText->installEventFilter(this);
     closer = new SymbolButton(BalloonSymbol::close, 20, 10, cardSurface);
     closer->setColors(BalloonStyle::tertiaryLabel(), BalloonStyle::secondaryLabel());
@@ -174,8 +179,7 @@ QWidget* BalloonView::makeInputBar() {
     QPalette p = field->palette();
     p.setColor(QPalette::PlaceholderText, BalloonStyle::secondaryLabel());
     field->setPalette(p);
-    field->setPlaceholderText(
-        base::pick(QStringLiteral("Ask me anything…"), QStringLiteral("Küsi minult midagi…")));
+    field->setPlaceholderText(questionPlaceholder());
     field->installEventFilter(this);
     connect(field, &QLineEdit::returnPressed, this, &BalloonView::submitAction);
     connect(field, &QLineEdit::textChanged, this, &BalloonView::updateSendButton);
@@ -329,6 +333,8 @@ void BalloonView::endDecision() {
     send->show();
     field->setEnabled(true);
     field->clear();
+    // The field asks questions again: nothing says a comment goes with what follows.
+    field->setPlaceholderText(questionPlaceholder());
 }
 
 void BalloonView::setDecisionEnabled(bool flag) {

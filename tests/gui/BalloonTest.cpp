@@ -638,6 +638,8 @@ TEST_F(BalloonTest, ADecisionShowsItsDetailButtonsAndACommentField) {
     EXPECT_FALSE(balloon().sendButton()->isHidden());
     EXPECT_TRUE(balloon().input()->isEnabled());
     EXPECT_TRUE(balloon().input()->text().isEmpty());
+    EXPECT_EQ(balloon().input()->placeholderText(), QStringLiteral("Ask me anything…"))
+        << "what is typed next is a question, not a comment";
 }
 
 TEST_F(BalloonTest, ADecisionsDetailStopsAtEightLines) {
@@ -785,7 +787,7 @@ TEST_F(BalloonTest, EmojiInAMessageShowInColourAtTheTextsSize) {
     }
 }
 
-TEST_F(BalloonTest, ALongTitleTakesASecondLineBeforeItIsShortened) {
+TEST_F(BalloonTest, ALongTitleTakesMoreLinesBeforeItIsShortened) {
     balloon().setTitle(QStringLiteral("Dorn · Tõnu Kask kirjutas vestluses „Eelarve 2026“"));
     balloon().setStatus(BalloonStatus::notice);
     showBesideFigure();
@@ -798,17 +800,21 @@ TEST_F(BalloonTest, ALongTitleTakesASecondLineBeforeItIsShortened) {
               balloon().messageLabel()->mapTo(&balloon(), QPoint()).y())
         << "the message stands below both lines";
     save(QStringLiteral("balloon-title-two-lines.png"));
+    // Who wrote in which conversation keeps the conversation's name whole.
+    balloon().setTitle(QStringLiteral("Tõnu Kask kirjutas vestlusesse Harbour Logistics"));
+    ASSERT_TRUE(spinUntil([&] { return title->shownText().simplified() == title->text(); }))
+        << title->shownText().toStdString();
 
     balloon().setTitle(
         QStringLiteral("A notification title that is far longer than the title row has room for, "
-                       "even on two lines of it, and then some more"));
+                       "even on two lines of it, or on three, and then some more and more again"));
     panel->orderFront();
-    ASSERT_TRUE(spinUntil([&] { return title->height() >= line * 2; }));
+    ASSERT_TRUE(spinUntil([&] { return title->height() >= line * 3; }));
     const QStringList lines = title->shownText().split('\n');
-    ASSERT_EQ(lines.size(), 2);
+    ASSERT_EQ(lines.size(), 3);
     EXPECT_TRUE(lines[0].startsWith(QStringLiteral("A notification title")));
-    EXPECT_TRUE(lines[1].endsWith(QChar(0x2026)));
-    EXPECT_LE(title->fontMetrics().horizontalAdvance(lines[1]), title->width());
+    EXPECT_TRUE(lines[2].endsWith(QChar(0x2026)));
+    EXPECT_LE(title->fontMetrics().horizontalAdvance(lines[2]), title->width());
     EXPECT_TRUE(balloon().closeButton()->isVisible());
     EXPECT_LE(balloon().closeButton()->mapTo(&balloon(), QPoint(balloon().closeButton()->width(), 0)).x(),
               BalloonView::balloonWidth);

@@ -7,6 +7,8 @@
 #include "character/CharacterWindow.h"
 #include "platform/fake/FakeServices.h"
 #include "settings/SettingsModel.h"
+#include "stage/BalloonPanel.h"
+#include "stage/BalloonView.h"
 #include "support/SpinUntil.h"
 #include "support/TestEnvironment.h"
 
@@ -401,13 +403,27 @@ TEST_F(SettingsViewTest, TheWindowOpensBesideTheFigureNeverUnderIt) {
     figure.show();
     app->window = &figure;
     SettingsView& view = open();
-    EXPECT_FALSE(view.frameGeometry().intersects(figure.frameGeometry()));
-    EXPECT_TRUE(area.contains(view.frameGeometry()));
+    // Nor under a balloon that a notice opens beside the figure meanwhile, however tall it grows.
+    BalloonPanel balloon(&figure);
+    const auto clearOfFigureAndBalloon = [&] {
+        balloon.balloon().showMessage(QString("A notice that runs long. ").repeated(60), false, std::nullopt,
+                                      false, BalloonStatus::notice);
+        balloon.place(figure.frameGeometry(), figure.screen());
+        EXPECT_FALSE(view.frameGeometry().intersects(figure.frameGeometry()));
+        EXPECT_FALSE(view.frameGeometry().intersects(balloon.geometry()));
+        EXPECT_TRUE(area.contains(view.frameGeometry()));
+    };
+    clearOfFigureAndBalloon();
 
     // Closed, and the figure walked over to where it stood: opened again, it moves aside.
     view.close();
     figure.move(view.frameGeometry().topLeft() + QPoint(20, 20));
     open();
-    EXPECT_FALSE(view.frameGeometry().intersects(figure.frameGeometry()));
+    clearOfFigureAndBalloon();
+    // With no room on the far side, beyond the balloon.
+    view.close();
+    figure.move(area.right() - figure.width() - 10, figure.y());
+    open();
+    clearOfFigureAndBalloon();
     app->window = nullptr;
 }
