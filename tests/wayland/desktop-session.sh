@@ -44,7 +44,13 @@ pids=()
 cleanup() {
   for p in "${pids[@]}"; do kill "$p" 2>/dev/null || true; done
   wait 2>/dev/null || true
-  rm -rf "$run"
+  # Whatever the desktop started on its own (services the bus brought up) may still write into
+  # the session's folder; this script is the first process of its namespace, so it ends them all.
+  kill -KILL -1 2>/dev/null || true
+  for _ in $(seq 50); do
+    rm -rf "$run" 2>/dev/null && break
+    sleep 0.1
+  done
 }
 trap cleanup EXIT
 
