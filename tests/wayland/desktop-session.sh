@@ -20,7 +20,14 @@ here=$(cd "$(dirname "$0")" && pwd)
 if [ "$(id -u)" -ne 0 ]; then
   exec sudo --preserve-env "$0" "$desktop" "$@"
 fi
+user=mirkvantle-desktop-test
 if [ -z "${MIRK_IN_NAMESPACE:-}" ]; then
+  # Xwayland leaves its lock file in the shared /tmp, with a process number of a namespace that
+  # is gone, which a later desktop may take for a live server: with a few dozen of them no
+  # display is free. While no desktop of this user runs, all of them are stale.
+  if id "$user" >/dev/null 2>&1 && ! pgrep -u "$user" >/dev/null; then
+    find /tmp -maxdepth 1 -name '.X*-lock' -user "$user" -delete
+  fi
   export MIRK_IN_NAMESPACE=1
   # A private process namespace too: whatever the desktop started ends with this script.
   exec unshare --mount --net --pid --fork --mount-proc -- "$0" "$desktop" "$@"
@@ -30,7 +37,6 @@ mount -t tmpfs -o mode=1777 tmpfs /tmp/.X11-unix 2>/dev/null ||
   { mkdir -p -m 1777 /tmp/.X11-unix && mount -t tmpfs -o mode=1777 tmpfs /tmp/.X11-unix; }
 ip link set lo up 2>/dev/null || true
 
-user=mirkvantle-desktop-test
 id "$user" >/dev/null 2>&1 || useradd --create-home --shell /bin/bash "$user"
 run=$(mktemp -d /tmp/mirk-desktop.XXXXXX)
 home="$run/home"
@@ -47,6 +53,7 @@ cleanup() {
   # Whatever the desktop started on its own (services the bus brought up) may still write into
   # the session's folder; this script is the first process of its namespace, so it ends them all.
   kill -KILL -1 2>/dev/null || true
+  [ -z "${display:-}" ] || rm -f "/tmp/.X${display#:}-lock"
   for _ in $(seq 50); do
     rm -rf "$run" 2>/dev/null && break
     sleep 0.1
