@@ -13,6 +13,7 @@
 #include <QJsonArray>
 #include <QLabel>
 #include <QLineEdit>
+#include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -283,6 +284,64 @@ TEST_F(StageNotificationsTest, ANoticeHasItsReadingTimeAndWhatWaitsComesInTurnUn
     EXPECT_FALSE(stage->balloonPanel);
     const auto running = stage->player().currentRun();
     EXPECT_TRUE(!running || !running->loops) << "no animation left looping";
+}
+
+// Notices in a burst from every kind of sender, while agents change places and the user opens the
+// chat, sends an agent on and clicks notices away: each one is said exactly once, none is lost.
+TEST_F(StageNotificationsTest, ABurstAmidHandOversAndTheUsersStepsSaysEachNoticeOnce) {
+    const QStringList senders{"dorn", "lirra", "morvo", "pelka", "person", "nobody"};
+    const QStringList figures{"dorn", "lirra", "morvo"};
+    constexpr int count = 18;
+    QList<int> said(count, 0);
+    QString onShow;
+    // Every 50 ms of virtual time: a notice coming into the balloon counts once.
+    const auto watch = [&] {
+        const QString now = message();
+        if (now != onShow) {
+            onShow = now;
+            for (int k = 0; k < count; ++k) {
+                said[k] += now.contains(QStringLiteral("Walk note %1.").arg(k)) ? 1 : 0;
+            }
+        }
+    };
+    const auto step = [&](double seconds) { runUntil([&] { return watch(), false; }, seconds); };
+    QRandomGenerator random(20261127);
+    for (int k = 0; k < count; ++k) {
+        const QString sender = senders.at(k % senders.size());
+        push({{"agentId", sender},
+              {"title", sender == "person" ? QStringLiteral("Mari → Harbour") : QStringLiteral("Walk")},
+              {"message", QStringLiteral("Walk note %1.").arg(k)}});
+        step(0.05 * random.bounded(1, 20));
+        switch (random.bounded(5)) {
+        case 0: // clicked away
+            if (stage->balloonPanel) {
+                balloon().onClose();
+            }
+            break;
+        case 1: // the chat opened for a moment, perhaps while an agent is on its way
+            stage->openChat(true);
+            ASSERT_TRUE(spinUntil([&] { return stage->balloonPanel->isActiveWindow(); }));
+            step(0.05 * random.bounded(1, 20));
+            stage->closeChat();
+            break;
+        case 2: // a shortcut sends another agent on
+            stage->bringOn(figures.at(random.bounded(figures.size())));
+            break;
+        default:
+            break;
+        }
+        step(0.1);
+    }
+    // The user clicks each one away as it comes, until none waits.
+    for (int round = 0; round < 10 * count && (stage->waitingCount() > 0 || stage->balloonPanel); ++round) {
+        step(0.3);
+        if (stage->balloonPanel && !stage->handOver) {
+            balloon().onClose();
+        }
+    }
+    step(1);
+    EXPECT_EQ(said, QList<int>(count, 1)) << "by the order they were sent, how often each was said";
+    EXPECT_EQ(stage->waitingCount(), 0);
 }
 
 TEST_F(StageNotificationsTest, LinksOfNoticesOpenDocumentsAndOnlyRevealWhatWouldRun) {
