@@ -121,6 +121,18 @@ void DesktopDriver::input() {
     }
 }
 
+void DesktopDriver::pressThroughCompositor(const QString& key) {
+    EXPECT_EQ(
+        run(QStringLiteral("wtype"), {QStringLiteral("-M"), QStringLiteral("ctrl"), QStringLiteral("-M"),
+                                      QStringLiteral("alt"), QStringLiteral("-k"), key, QStringLiteral("-m"),
+                                      QStringLiteral("alt"), QStringLiteral("-m"), QStringLiteral("ctrl")}),
+        0);
+}
+
+bool DesktopDriver::swayCommand(const QString& command) {
+    return run(QStringLiteral("swaymsg"), {command}) == 0;
+}
+
 QString DesktopDriver::evaluate(const QString& script) {
     const QDBusMessage reply = call(QStringLiteral("org.gnome.Shell"), QStringLiteral("/org/gnome/Shell"),
                                     QStringLiteral("org.gnome.Shell"), QStringLiteral("Eval"), {script});

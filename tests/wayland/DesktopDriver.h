@@ -30,6 +30,11 @@ public:
     void pressInShell(const QStringList& keys, int holdMs = 0);
     // Evaluates script in the desktop's shell (GNOME Shell, KWin); its result as text.
     QString evaluate(const QString& script);
+    // Presses Ctrl+Alt and the key (an X keysym name) through the compositor's virtual keyboard
+    // (sway).
+    void pressThroughCompositor(const QString& key);
+    // Has sway carry out a command of its configuration; true when it took it.
+    bool swayCommand(const QString& command);
     // Gives keys to the desktop's X server as xdotool does with these arguments ("keydown",
     // "ctrl+alt+space"), which reaches the X clients that grab them.
     void pressOnX(const QStringList& arguments);

@@ -9,6 +9,7 @@
 #include "platform/linux/KWinActiveWindow.h"
 #include "platform/linux/WaylandConnection.h"
 #include "platform/linux/WaylandIdleTime.h"
+#include "settings/SettingsModel.h"
 #include "support/CharacterFixture.h"
 #include "support/LogCapture.h"
 #include "support/SpinUntil.h"
@@ -101,6 +102,7 @@ public:
         environment.insert("HOME", home.path());
         environment.insert("XDG_CONFIG_HOME", home.path() + "/config");
         environment.insert("XDG_DATA_HOME", home.path() + "/data");
+        environment.insert("XDG_RUNTIME_DIR", qEnvironmentVariable("MIRK_SESSION_RUNTIME_DIR"));
         // A key, so that the figure does not open with how to connect one.
         environment.insert("VANTLE_DESKTOP_KEY", "a-key-the-workspace-never-sees");
         environment.remove("QT_QPA_PLATFORM"); // the program asks for X11 itself
@@ -459,6 +461,46 @@ TEST_F(DesktopTest, GnomeShortcutsReachTheRunningProgram) {
     pressesOpenAndCloseTheChat([&](const QString& shortcut) {
         desktop.pressInShell({"Control_L", "Alt_L", shortcut == "chat" ? "space" : shortcut.right(1)});
     });
+}
+
+// sway binds nothing for the program: the lines that the settings window offers, put into sway's
+// configuration, reach the running program through the desktop's opener while a native window
+// has the keyboard.
+TEST_F(DesktopTest, SwayRunsTheOfferedLinesThroughTheOpener) {
+    // The program's desktop entry as the package installs it, and the handler of its links.
+    const QString home = qEnvironmentVariable("MIRK_SESSION_HOME");
+    QFile installed(QStringLiteral(MIRK_SOURCE_DIR) + "/resources/mirkvantle-agents.desktop");
+    ASSERT_TRUE(installed.open(QIODevice::ReadOnly));
+    const QString applications = home + "/.local/share/applications";
+    QDir().mkpath(applications);
+    QFile entry(applications + "/mirkvantle-agents.desktop");
+    ASSERT_TRUE(entry.open(QIODevice::WriteOnly));
+    entry.write(QString::fromUtf8(installed.readAll())
+                    .replace("Exec=mirkvantle-agents", QStringLiteral("Exec=") + MIRK_APP_PATH)
+                    .toUtf8());
+    entry.close();
+    QProcess mime;
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("HOME", home);
+    for (const char* name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME"}) {
+        environment.remove(name);
+    }
+    mime.setProcessEnvironment(environment);
+    mime.start("xdg-mime", {"default", "mirkvantle-agents.desktop", "x-scheme-handler/mirkvantle"});
+    ASSERT_TRUE(mime.waitForFinished(10000) && mime.exitCode() == 0);
+
+    nativeWindowInFront();
+    RunningProgram program;
+    ASSERT_TRUE(program.stands());
+    bringForward("test.alpha", "Alpha Notes");
+    for (const QString& line : SettingsModel::compositorLines().split(u'\n')) {
+        ASSERT_TRUE(desktop.swayCommand(line)) << line.toStdString();
+    }
+    desktop.pressThroughCompositor("space");
+    ASSERT_TRUE(spinUntil([&] { return RunningProgram::shows("Mirk Vantle Agents"); }, 15000))
+        << "the chat opens";
+    desktop.pressThroughCompositor("2");
+    EXPECT_TRUE(spinUntil([&] { return RunningProgram::shows("Lirra"); }, 15000)) << "Lirra comes";
 }
 
 // KDE's shortcut service on its own, as on Plasma's X11 session (here on the desktop's X server,
