@@ -100,13 +100,7 @@ public:
     }
 
 private:
-    static bool xrandr(const QStringList& arguments) {
-        QProcess process;
-        process.setStandardOutputFile(QProcess::nullDevice());
-        process.start("xrandr", arguments);
-        return process.waitForFinished(10000) && process.exitStatus() == QProcess::NormalExit &&
-               process.exitCode() == 0;
-    }
+    static bool xrandr(const QStringList& arguments) { return QProcess::execute("xrandr", arguments) == 0; }
 
     QStringList names;
 };
